@@ -1,0 +1,240 @@
+#include "config/ini_reader.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t kLineMax = 1024;  // characters of a line, of a symbol's name
+constexpr std::size_t kTabWidth = 8;
+constexpr int kControlZ = 26;
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+struct DeleteTable {
+  void operator()(SymbolTable* table) const { sym_delete_table(table); }
+};
+using OwnedTable = std::unique_ptr<SymbolTable, DeleteTable>;
+
+bool exists(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
+void removeTrailingSpace(std::string& text) {
+  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) != 0)
+    text.pop_back();
+}
+
+std::string_view skipBlanks(std::string_view text) {
+  const std::size_t start = text.find_first_not_of(' ');
+  return start == std::string_view::npos ? std::string_view() : text.substr(start);
+}
+
+// Reads the next line of at most `room` characters; what a longer line holds
+// beyond them stays for the next call. Returns false at the end of the file.
+bool readLine(std::FILE* file, std::size_t room, std::string& line) {
+  line.clear();
+  int c = std::fgetc(file);
+  if (c == EOF) return false;
+  while (c != EOF && c != '\n' && c != kControlZ) {
+    if (c == '\t') {
+      const std::size_t column = (line.size() / kTabWidth + 1) * kTabWidth;
+      line.resize(column < room ? column : room, ' ');
+    } else if (c != '\r') {
+      line.push_back(static_cast<char>(c));
+    }
+    if (line.size() >= room) break;
+    c = std::fgetc(file);
+  }
+  // Texts end at a NUL here as everywhere; what follows one is never seen.
+  const std::size_t nul = line.find('\0');
+  if (nul != std::string::npos) line.resize(nul);
+  removeTrailingSpace(line);
+  return true;
+}
+
+// Joins on the lines that a quoted value continues on: each final '-' gives
+// way to the next line.
+void joinContinuations(std::FILE* file, std::string& line) {
+  while (line.size() < kLineMax && !line.empty() && line.back() == '-') {
+    line.pop_back();
+    std::string next;
+    readLine(file, kLineMax - line.size(), next);
+    line += next;
+  }
+}
+
+// The position of the quote that closes a value, or npos. A backslash makes
+// the character after it literal.
+std::size_t closingQuote(std::string_view quoted) {
+  for (std::size_t i = 1; i < quoted.size(); ++i) {
+    if (quoted[i] == '\\')
+      ++i;
+    else if (quoted[i] == '"')
+      return i;
+  }
+  return std::string_view::npos;
+}
+
+// The value of a key line, with its quotes still on it.
+std::string valueOf(std::FILE* file, std::string& line, std::size_t equals) {
+  std::string value(skipBlanks(std::string_view(line).substr(equals + 1)));
+  if (!value.empty() && value.front() == '"') {
+    joinContinuations(file, line);
+    value = skipBlanks(std::string_view(line).substr(equals + 1));
+    const std::size_t end = closingQuote(value);
+    if (end != std::string::npos) value.resize(end + 1);
+  } else {
+    const std::size_t remark = value.find_first_of(";#");
+    if (remark != std::string::npos) value.resize(remark);
+  }
+  removeTrailingSpace(value);
+  return value;
+}
+
+std::string withEnvironment(std::string_view value, const SymbolTable& environment) {
+  std::string result;
+  while (!value.empty()) {
+    const std::size_t start = value.find("$(");
+    const std::size_t end = start == std::string_view::npos ? start : value.find(')', start + 2);
+    if (end == std::string_view::npos) break;
+    result += value.substr(0, start);
+    const std::string name(value.substr(start + 2, end - start - 2));
+    const Symbol* const variable = sym_lookup_symbol(&environment, name.c_str());
+    if (variable != nullptr) result += variable->value;
+    value.remove_prefix(end + 1);
+  }
+  result += value;
+  return result;
+}
+
+// A value that begins with a quote loses it together with its last character,
+// which is the closing quote unless that was forgotten.
+std::string withoutQuotes(std::string_view value) {
+  if (value.empty() || value.front() != '"') return std::string(value);
+  std::string plain;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    if (value[i] == '\\' && i + 1 < value.size()) {
+      ++i;
+      plain.push_back(value[i] == 'n' ? '\n' : value[i]);
+    } else {
+      plain.push_back(value[i]);
+    }
+  }
+  plain.pop_back();
+  return plain.empty() ? plain : plain.substr(1);
+}
+
+OwnedTable environmentTable() {
+  OwnedTable table(sym_create_table_(nullptr, 0));
+  if (table == nullptr) throw std::bad_alloc();
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    const std::string_view text(*variable);
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos) continue;
+    std::string name(text.substr(0, equals));
+    for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    sym_assume_symbol_(table.get(), name.c_str(), *variable + equals + 1, nullptr, 0);
+  }
+  return table;
+}
+
+// The path of the file that the name stands for; empty when there is none.
+std::string locate(const std::string& name) {
+  const char* const path = std::getenv("PATH");
+  if (path != nullptr && exists(name)) return name;
+  std::string_view directories(path != nullptr ? path : "PATH");
+  while (!directories.empty()) {
+    const std::size_t end = directories.find(':');
+    const std::string directory(directories.substr(0, end));
+    if (!directory.empty() && exists(directory + "/" + name)) return directory + "/" + name;
+    directories.remove_prefix(end == std::string_view::npos ? directories.size() : end + 1);
+  }
+  return std::string();
+}
+
+void storeNumber(SymbolTable* table, const char* name, long number) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%ld", number);
+  sym_assume_symbol_(table, name, text, nullptr, 0);
+}
+
+void storeFileSymbols(SymbolTable* table, const char* file, const std::string& path) {
+  struct stat status = {};
+  struct tm local = {};
+  long date = 0;
+  long time = 0;
+  if (stat(path.c_str(), &status) == 0 && localtime_r(&status.st_mtime, &local) != nullptr) {
+    date = (local.tm_year + 1900L) * 10000 + (local.tm_mon + 1) * 100 + local.tm_mday;
+    time = local.tm_hour * 1000000L + local.tm_min * 10000 + local.tm_sec * 100;
+  }
+  sym_assume_symbol_(table, "filename", file, nullptr, 0);
+  storeNumber(table, "filedate", date);
+  storeNumber(table, "filetime", time);
+}
+
+// The name that a section line opens, or nothing when it is no section line.
+std::optional<std::string> sectionOf(std::string_view line) {
+  if (line == "[]") return std::string();
+  if (line.size() < 2 || line[0] != '[' || line[1] == ']') return std::nullopt;
+  return std::string(line.substr(1, line.find(']') - 1));
+}
+
+void readEntries(std::FILE* file, SymbolTable* table, const SymbolTable& environment) {
+  std::optional<std::string> section;
+  std::string line;
+  while (readLine(file, kLineMax, line)) {
+    const std::string_view text = skipBlanks(line);
+    if (text.empty() || text[0] == ';' || text[0] == '#' || text[0] == '!') continue;
+
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos) {
+      if (std::optional<std::string> opened = sectionOf(text)) {
+        section = std::move(opened);
+        sym_assume_symbol_(table, section->c_str(), "", nullptr, 0);
+      }
+      continue;
+    }
+    std::string keyword(skipBlanks(std::string_view(line).substr(0, equals)));
+    removeTrailingSpace(keyword);
+    const std::string value = valueOf(file, line, equals);
+    if (!section) continue;
+    const std::string name = *section + ":" + keyword;
+    if (name.size() > kLineMax) continue;
+    sym_assume_symbol_(table, name.c_str(),
+                       withoutQuotes(withEnvironment(value, environment)).c_str(), nullptr, 0);
+  }
+}
+
+}  // namespace
+
+SymbolTable* ini_dyn_load(SymbolTable* table, const char* file) {
+  if (table == nullptr) table = sym_create_table_(nullptr, 0);
+  if (table == nullptr) return nullptr;
+  try {
+    const std::string path = locate(file);
+    if (path.empty()) return table;
+    const File stream(std::fopen(path.c_str(), "re"));
+    if (stream == nullptr) return table;
+    storeFileSymbols(table, file, path);
+    const OwnedTable environment = environmentTable();
+    readEntries(stream.get(), table, *environment);
+    sym_sort_table(table);
+  } catch (const std::bad_alloc&) {
+    // The table is whole after every single entry: it keeps what it has.
+  }
+  return table;
+}

@@ -1,0 +1,86 @@
+#include "engines/command.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "app/interrupt.h"
+
+namespace {
+
+constexpr useconds_t kPollPauseUs = 250;
+
+void speakEnglish() {
+  setenv("LC_ALL", "C", 1);
+}
+
+// The output of a command; reaps the command at the latest when it goes.
+class CommandPipe {
+ public:
+  explicit CommandPipe(const std::string& command) : pipe_(popen(command.c_str(), "re")) {
+    if (pipe_ != nullptr) fcntl(fileno(pipe_), F_SETFL, O_NONBLOCK);
+  }
+  ~CommandPipe() { close(); }
+  CommandPipe(const CommandPipe&) = delete;
+  CommandPipe& operator=(const CommandPipe&) = delete;
+
+  bool isOpen() const { return pipe_ != nullptr; }
+
+  // Discards output until the command closes it or DownCancelled is set.
+  void drain() {
+    char output[1024];
+    do {
+      const ssize_t length = read(fileno(pipe_), output, sizeof output - 1);
+      if (length == 0) return;
+      if (length < 0 && errno == EAGAIN) usleep(kPollPauseUs);
+    } while (!DownCancelled);
+  }
+
+  // Waits for the command's end and returns its status.
+  int close() {
+    if (pipe_ == nullptr) return -1;
+    std::FILE* const pipe = pipe_;
+    pipe_ = nullptr;
+    return pclose(pipe);
+  }
+
+ private:
+  std::FILE* pipe_;
+};
+
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGINT);
+    sigaddset(&held, SIGTERM);
+    sigprocmask(SIG_BLOCK, &held, &before_);
+  }
+  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+}  // namespace
+
+CommandEnd runDownload(const std::string& command) {
+  speakEnglish();
+  CommandPipe pipe(command);
+  if (!pipe.isOpen()) return {false, -1};
+  pipe.drain();
+  return {true, pipe.close()};
+}
+
+int runInstallation(const std::string& command) {
+  speakEnglish();
+  const SignalsHeld held;
+  return std::system(command.c_str());
+}

@@ -1,0 +1,27 @@
+// External commands, run through the shell one at a time.
+//
+// Every command finds LC_ALL=C in its environment, since failures are told from
+// wget's English messages.
+#pragma once
+
+#include <string>
+
+struct CommandEnd {
+  bool started;  // false: the shell could not be started
+  int status;    // as waitpid() gives it; 0 when the command succeeded
+
+  bool succeeded() const { return started && status == 0; }
+};
+
+// Runs a download command, waiting for its end. What it prints to its standard
+// output is discarded. When DownCancelled is set the wait for its output ends,
+// and the command is left to end by itself, which is always waited for; the
+// caller looks at DownCancelled afterwards.
+CommandEnd runDownload(const std::string& command);
+
+// Runs an installation command to its end and returns what system() does:
+// negative when it could not be run, 0 when it succeeded, else its status.
+// SIGINT and SIGTERM are held back meanwhile, from the command as well, and
+// reach the program's handler afterwards: an installation that has begun is
+// never torn off half-way.
+int runInstallation(const std::string& command);

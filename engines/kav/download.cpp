@@ -1,0 +1,51 @@
+// Fetching one file of Kaspersky-format bases.
+
+#include "app/interrupt.h"
+#include "engines/command.h"
+#include "engines/files.h"
+#include "engines/kav/kav_updater.h"
+#include "engines/numbers.h"
+#include "engines/result.h"
+#include "engines/shell_word.h"
+
+namespace {
+
+constexpr std::size_t kCommandMax = 1022;
+
+std::string downloadCommand(const std::string& wget, const std::string& url,
+                            const std::string& target) {
+  return wget + " " + shellWord(url) + " -O " + shellWord(target) + " > /dev/null 2>&1";
+}
+
+}  // namespace
+
+int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32_t size,
+                                unsigned char notify) {
+  const UpdateProgressCallback watcher = notify != 0 ? callback : nullptr;
+  if (file == nullptr) return kDone;
+  if (sendProgress(watcher, callbackData, ProgressFileStarted, file, totalBytes, doneBytes) ==
+      ProgressCancel)
+    return kCancelled;
+
+  const bool fetched = fetch(file, server);
+  if (DownCancelled) return kCancelled;
+  if (!fetched) return kFailed;
+
+  doneBytes = addBytes(doneBytes, size);
+  for (const ProgressEvent event : {ProgressFileBytes, ProgressFileDone}) {
+    if (sendProgress(watcher, callbackData, event, file, totalBytes, doneBytes) == ProgressCancel)
+      return kCancelled;
+  }
+  return kDone;
+}
+
+// Whether the file was fetched into the temp directory. wget leaves an empty
+// file behind when the server does not have the one asked for.
+bool QX_KAVUpdater::fetch(const char* file, const char* server) const {
+  const std::string target = downloadedPath(file);
+  const std::string command =
+      downloadCommand(wgetCommand.get(), std::string(server) + "/" + file, target);
+  // A cut command would write to another path.
+  if (command.size() > kCommandMax) return false;
+  return runDownload(command).succeeded() && hasContents(target);
+}

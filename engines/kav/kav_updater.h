@@ -1,0 +1,151 @@
+// The updater for Kaspersky-format bases, which the index avp.klb describes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "app/progress.h"
+#include "engines/owned_string.h"
+#include "engines/server_list.h"
+#include "update/update_log.h"
+
+// Used in this order: construct, setValues, SetCallback, update, destroy.
+//
+// Owns copies of the settings, borrows the log and the callback's user pointer.
+// Main thread only. Operations that return int give 0 for success, 2 when they
+// were cancelled, by the callback or by DownCancelled, and a negative number for
+// a failure, which the log explains.
+class QX_KAVUpdater {
+ public:
+  // The comparison of a downloaded index with the installed one.
+  enum IndexComparison : int { IndexChanged = 0, IndexMissing = 1, IndexUnchanged = 2 };
+
+  // Sizes of the caller's buffers, with the terminator.
+  static constexpr std::size_t kFieldBytes = 100;
+  static constexpr std::size_t kSignatureLineBytes = 65;
+
+  QX_KAVUpdater() = default;
+  ~QX_KAVUpdater() { Dealloc(); }
+  QX_KAVUpdater(const QX_KAVUpdater&) = delete;
+  QX_KAVUpdater& operator=(const QX_KAVUpdater&) = delete;
+
+  // Replaces the whole configuration, the callback included, and exports the
+  // proxy to the environment. `log` and `backupPath` (no backup then) may be
+  // null, and so may proxy values that the two flags do not call for; `timeout`
+  // is in seconds, at least 5; `retries` are the tries per download, 2 to 5.
+  //
+  // Returns 0; -1 when a value is missing or the proxy's "HOST:PORT" exceeds 64
+  // characters (the object is untouched then) or when memory runs out; -3 when
+  // the list holds no usable server. After the last two only destroying or
+  // setting the object again makes sense.
+  int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
+                const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
+                const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
+                const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
+                unsigned char retries, const char* serverList);
+
+  // Returns 0, or -1 for a null callback, which changes nothing.
+  int SetCallback(UpdateProgressCallback callback, void* data);
+
+  // Releases the configuration and takes the proxy out of the environment.
+  void Dealloc();
+
+  // Makes the temp directory, then does what updateIT() does.
+  int update();
+
+  // Runs one attempt against every server in turn, whatever the earlier ones
+  // came to. Returns 0 when at least one attempt returned 0, else -1; 2 when the
+  // run was cancelled.
+  int updateIT();
+
+  // Runs one attempt: index, comparison, change set, downloads, backup,
+  // installation, index installed, clean-up. Returns 0 when the database is up
+  // to date or the downloads were begun, whatever came of them; -1 and 2 for a
+  // failure and a cancel before that, and 2 when the callback cancels the last
+  // event. Only a complete set of downloads changes the database.
+  int updatePerServer(const char* server);
+
+  // Fetches `file` from the server into the temp directory. `size` is the
+  // listed size in bytes, counted once the file is there; with `notify` the
+  // callback learns of it. Returns 0 (also for a null file), 2 when cancelled,
+  // -1 when wget could not be started or failed, or the file came empty.
+  int DownloadFile(const char* file, const char* server, std::int32_t size, unsigned char notify);
+
+  // Reads the entries of an index. Returns their number, or -1 when the file
+  // cannot be opened; the list is then as it was.
+  static int GetDownloadList(const char* path, std::vector<std::string>& list);
+
+  // The fields of an index entry, of which the first 255 characters count. The
+  // first two take a buffer of kFieldBytes and return 0, or -1 when the field is
+  // missing or does not fit; the size is in bytes, -1 when missing.
+  static int getFname(const char* entry, char* name);
+  static int getSign(const char* entry, char* sign);
+  static std::int32_t getSize(const char* entry);
+
+  // Reads the signature line at the end of a file into a buffer of
+  // kSignatureLineBytes: what stands 60 bytes before the end, up to the line's
+  // end, less its last two characters. Returns 0, or -1 when the file cannot be
+  // opened or holds no such line.
+  static int getFileSig(const char* path, char* sig);
+
+  // Compares the signature line of a downloaded index with the installed one's;
+  // returns an IndexComparison, or -1 when the downloaded index has no line. An
+  // installed index without one counts as unchanged.
+  int matchAvpKlb(const char* downloaded) const;
+
+  // Works out what to download. Appends each file's listed size, name and
+  // signature to the lists and stores the sum of the sizes in `total`. With the
+  // path of an installed index a file is wanted when it is missing or the two
+  // indexes list different signatures; without (null) when it is missing or its
+  // own signature line differs from the listed one.
+  //
+  // Returns the number of wanted files; 2 when DownCancelled was seen, which
+  // alone tells this from a count; -1 when an index cannot be read, lists a bad
+  // entry or, the downloaded one, a name that leads out of the database. `total`
+  // is written only with a number.
+  int addToDownload(const char* downloaded, const char* installed, std::vector<std::int32_t>& sizes,
+                    std::vector<std::string>& names, std::vector<std::string>& signatures,
+                    std::int32_t* total) const;
+
+  // Appends every name that the installed index lists and the downloaded one
+  // does not, safe names alone. Returns their number, 2 when DownCancelled was
+  // seen, -1 when a path is null or an index cannot be read.
+  int addToDelete(const char* downloaded, const char* installed,
+                  std::vector<std::string>& list) const;
+
+ private:
+  struct Attempt;
+
+  int send(ProgressEvent event, const char* text) const;
+  bool fetch(const char* file, const char* server) const;
+  bool hasSignature(const std::string& path, const std::string& signature) const;
+
+  // The steps of an attempt, in their order.
+  int fetchIndex(Attempt& attempt);
+  int findChanges(Attempt& attempt);
+  void downloadFiles(Attempt& attempt);
+  void removeDropped(const Attempt& attempt) const;
+  void backUp() const;
+  void installFiles(const Attempt& attempt) const;
+  void installIndex(const Attempt& attempt) const;
+  void copyIn(const std::string& from, const std::string& to) const;
+
+  std::string downloadedPath(const std::string& name) const;  // its path below tempPath
+  std::string installedPath(const std::string& name) const;   // its path below basePath
+
+  OwnedString servers[kMaxServers];
+  std::int32_t serverCount = 0;
+  OwnedString basePath;
+  OwnedString tempPath;
+  OwnedString backupPath;
+  OwnedString wgetCommand;  // ends in a blank
+  bool useProxy = false;
+  bool useHttps = false;
+  UpdateProgressCallback callback = nullptr;
+  void* callbackData = nullptr;
+  std::int32_t totalBytes = 0;
+  std::int32_t doneBytes = 0;
+  QX_AVUpdateLog* log = nullptr;
+};

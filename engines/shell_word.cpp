@@ -1,0 +1,21 @@
+#include "engines/shell_word.h"
+
+namespace {
+
+constexpr std::string_view kPlain =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789%+,-./:=@_";
+
+}  // namespace
+
+std::string shellWord(std::string_view value) {
+  if (!value.empty() && value.find_first_not_of(kPlain) == std::string_view::npos)
+    return std::string(value);
+  std::string word = "'";
+  for (const char c : value) {
+    if (c == '\'')
+      word += "'\\''";
+    else
+      word += c;
+  }
+  return word + "'";
+}

@@ -1,0 +1,30 @@
+#include "update/update_errors.h"
+
+#include <iterator>
+
+namespace {
+
+constexpr const char* kMessages[] = {
+    "none",
+    "Unknow qxav installation",
+    "Update operation already locked",
+    "Can not lock update",
+    "Update lock not acquired",
+    "Invalid AV database path",
+    "Invalid temp path",
+    "Invalid proxy server settings",
+    "Invalid proxy server authrasiation parameters",
+    "Invalid update server",
+};
+
+constexpr bool isKnown(int code) {
+  return code >= 0 && code < static_cast<int>(std::size(kMessages));
+}
+
+}  // namespace
+
+QX_AVUpdateExceptions::QX_AVUpdateExceptions(int code) : code_(isKnown(code) ? code : 0) {}
+
+const char* QX_AVUpdateExceptions::detail() const {
+  return isKnown(code_) ? kMessages[code_] : nullptr;
+}

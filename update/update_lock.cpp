@@ -1,0 +1,125 @@
+// The coordinator's lock: a file that names its owner and the owner's process.
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "update/coordinator.h"
+#include "update/paths.h"
+
+namespace {
+
+constexpr char kUnknownOwner[] = "Unknown Process";
+
+// Keeps two starting programs from both finding the lock free: an advisory lock
+// on the lock file's directory, held from the look at the lock file until ours
+// is written. Where the directory cannot be locked it does nothing.
+class LockGuard {
+ public:
+  LockGuard() : directory_(open(kLockDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    // An honest holder is gone within milliseconds. Anyone may lock a directory
+    // that he can read, so waiting has an end.
+    int left = kPatienceMs;
+    while (flock(directory_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK && left-- > 0)
+      usleep(1000);
+  }
+  ~LockGuard() {
+    if (directory_ >= 0) close(directory_);
+  }
+  LockGuard(const LockGuard&) = delete;
+  LockGuard& operator=(const LockGuard&) = delete;
+
+ private:
+  static constexpr int kPatienceMs = 5000;
+  int directory_;
+};
+
+struct LockOwner {
+  std::string name;
+  int pid;  // below 1 when the file names no process
+};
+
+// Splits a lock file's line "OWNER:PID" at its last colon; a line without one
+// is both.
+LockOwner parseOwner(const std::string& line) {
+  const std::size_t colon = line.rfind(':');
+  const std::string number = colon == std::string::npos ? line : line.substr(colon + 1);
+  const bool isNumber = number.find_first_not_of("0123456789") == std::string::npos;
+  return {line.substr(0, colon), isNumber ? std::atoi(number.c_str()) : 0};
+}
+
+bool writeLockFile(const char* owner) {
+  std::FILE* const file = std::fopen(kLockFile, "we");
+  if (file == nullptr) return false;
+  const bool written = std::fprintf(file, "%s:%d", owner, getpid()) > 0;
+  const bool closed = std::fclose(file) == 0;
+  if (written && closed) return true;
+  // On a full disk: a file without our number would not keep anyone out.
+  unlink(kLockFile);
+  return false;
+}
+
+}  // namespace
+
+int QX_AVUpdate::LockUpdate(const char* name) {
+  if (locked) throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
+  const char* const owner = name != nullptr ? name : kUnknownOwner;
+  {
+    const LockGuard guard;
+    try {
+      log.reset(new (std::nothrow) QX_AVUpdateLog(kUpdateLog));
+      if (log == nullptr) throw "Can not allocate memory to log";
+      log->Start(nullptr);
+      if (isRunning()) {
+        log.reset();
+        throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
+      }
+    } catch (const char*) {
+      log.reset();
+      throw;
+    }
+    if (!writeLockFile(owner)) {
+      log.reset();
+      throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionLockError);
+    }
+  }
+  locked = true;
+  log->Log("Update locked by %s:%d\n", owner, getpid());
+  return 0;
+}
+
+bool QX_AVUpdate::isRunning() {
+  if (access(kLockFile, F_OK) != 0) return false;
+  std::FILE* const file = std::fopen(kLockFile, "re");
+  if (file == nullptr) return true;
+  char line[63] = "";
+  if (std::fgets(line, sizeof line, file) == nullptr) line[0] = '\0';
+  std::fclose(file);
+  line[std::strcspn(line, "\n")] = '\0';
+
+  const LockOwner owner = parseOwner(line);
+  // Numbers below 1 would ask kill() about whole groups of processes.
+  if (owner.pid >= 1 && kill(owner.pid, 0) == 0) {
+    if (log != nullptr) log->Log("Update is already in progress by %s\n", owner.name.c_str());
+    return true;
+  }
+  unlink(kLockFile);
+  return false;
+}
+
+int QX_AVUpdate::UnLockUpdate() {
+  if (!locked) throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionNotLocked);
+  writeLog(log.get(), "\nUnlocking update\n");
+  log.reset();
+  locked = false;
+  return unlink(kLockFile);
+}
