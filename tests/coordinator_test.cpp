@@ -1,0 +1,188 @@
+#include "update/coordinator.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "tests/sandbox.h"
+#include "update/update_errors.h"
+
+namespace {
+
+int errorOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const QX_AVUpdateExceptions& error) {
+    return error.type();
+  }
+  return 0;
+}
+
+std::string messageOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const char* message) {
+    return message;
+  }
+  return "";
+}
+
+TEST(UpdateErrors, HaveFixedMessages) {
+  for (const int code : {0, -1, 10}) EXPECT_STREQ(QX_AVUpdateExceptions(code).detail(), "none");
+  EXPECT_STREQ(QX_AVUpdateExceptions(1).detail(), "Unknow qxav installation");
+  EXPECT_STREQ(QX_AVUpdateExceptions(9).detail(), "Invalid update server");
+}
+
+class Log : public Installation {};
+
+TEST_F(Log, AppendsCutsAndRefuses) {
+  const std::string path = scratch + "/log";
+  writeFile(path, "before\n");
+  QX_AVUpdateLog log(path.c_str());
+  EXPECT_EQ(messageOf([&] { log.Log("x"); }), "Log not started");
+  EXPECT_EQ(writeLog(&log, "x"), 0);
+  EXPECT_EQ(log.Start(nullptr), 0);
+  EXPECT_EQ(log.Start("/no/other"), 0);
+  EXPECT_EQ(log.Log("%s:%d\n", "a", 7), 4);
+  EXPECT_EQ(log.Log("%s", ""), 0);
+  EXPECT_EQ(log.Log("%2000s", "x"), 2000);
+  const char* const none = nullptr;
+  EXPECT_EQ(messageOf([&] { log.Log(none); }), "Invalid NULL log formate");
+  EXPECT_EQ(readFile(path), "before\na:7\n" + std::string(1022, ' '));
+  log.Stop();
+  EXPECT_EQ(log.Start((scratch + "/no/log").c_str()), -1);
+  EXPECT_EQ(messageOf([] { QX_AVUpdateLog(nullptr).Start(nullptr); }), "Invalid NULL file Name");
+}
+
+class Coordinator : public Installation {
+ protected:
+  static void setGoodValues(QX_AVUpdate& updater) {
+    updater.SetValues("/b", "/t", nullptr, 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "ftp://x");
+  }
+};
+
+TEST_F(Coordinator, LearnsTheEngineFromTheVersionFile) {
+  const struct {
+    std::string text;
+    int type;
+  } cases[] = {{"1\n3\n", 2}, {"2\n3\n", 1},     {"3", 2},
+               {"", 0},       {"abc", 0},        {"1", 0},
+               {" 2x\n", 1},  {"-3\n0\n4\n", 2}, {std::string(62, '0') + "2\n", 1}};
+  for (const auto& c : cases) {
+    writeFile("/opt/Quorvex/etc/qxav-ver", c.text);
+    EXPECT_EQ(QX_AVUpdate::QX_GetSystemType(), c.type) << c.text;
+  }
+  shell("rm /opt/Quorvex/etc/qxav-ver");
+  EXPECT_EQ(QX_AVUpdate::QX_GetSystemType(), 0);
+  EXPECT_EQ(errorOf([] {
+              QX_AVUpdate("/b", "/t", "", 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "s");
+            }),
+            QX_AVUpdateExceptions::ExceptionUnknownSystem);
+}
+
+TEST_F(Coordinator, ChecksSettingsInOrder) {
+  const struct {
+    const char *base, *temp;
+    std::uint8_t useProxy;
+    const char* server;
+    unsigned port;
+    std::uint8_t auth;
+    const char *user, *password, *list;
+    int error;
+  } cases[] = {
+      {nullptr, nullptr, 1, nullptr, 0, 1, nullptr, nullptr, nullptr, 5},
+      {"/b", nullptr, 1, nullptr, 0, 1, nullptr, nullptr, nullptr, 6},
+      {"/b", "/t", 1, nullptr, 1, 0, nullptr, nullptr, nullptr, 7},
+      {"/b", "/t", 1, "p", 0, 0, nullptr, nullptr, nullptr, 7},
+      {"/b", "/t", 0, nullptr, 0, 1, nullptr, "x", "s", 7},
+      {"/b", "/t", 0, nullptr, 0, 1, "x", nullptr, "s", 7},
+      {"/b", "/t", 0, nullptr, 0, 1, "x", "x", nullptr, 9},
+      {"/b", "/t", 1, "", 1, 0, nullptr, nullptr, "s", 0},
+  };
+  for (const auto& c : cases) {
+    QX_AVUpdate updater;
+    EXPECT_EQ(errorOf([&] {
+                updater.SetValues(c.base, c.temp, nullptr, c.useProxy, c.server, c.port, c.auth,
+                                  c.user, c.password, 0, 5, 2, c.list);
+              }),
+              c.error);
+  }
+}
+
+TEST_F(Coordinator, RunsOnlyWithSettingsAndLock) {
+  QX_AVUpdate updater;
+  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }),
+            QX_AVUpdateExceptions::ExceptionBasePath);
+  setGoodValues(updater);
+  EXPECT_EQ(
+      errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
+      QX_AVUpdateExceptions::ExceptionBasePath);
+  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }),
+            QX_AVUpdateExceptions::ExceptionNotLocked)
+      << "the rejected call kept the settings";
+  EXPECT_EQ(errorOf([&] { updater.UnLockUpdate(); }), QX_AVUpdateExceptions::ExceptionNotLocked);
+  updater.LockUpdate(nullptr);
+  EXPECT_EQ(readFile(lockFile), "Unknown Process:" + std::to_string(getpid()));
+  EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1) << "no usable server";
+  EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }),
+            QX_AVUpdateExceptions::ExceptionAlreadyLocked);
+  EXPECT_EQ(updater.UnLockUpdate(), 0);
+  EXPECT_FALSE(exists(lockFile));
+  updater.LockUpdate("x");
+}
+
+TEST_F(Coordinator, JudgesALockFileByItsProcess) {
+  const std::string live = std::to_string(getppid());
+  const std::string busy = "Update is already in progress by ";
+  const struct {
+    std::string content, logged;
+    bool taken;
+  } cases[] = {
+      {"updatenow:999999999", "", false},
+      {"updatenow:12ab", "", false},
+      {"garbage", "", false},
+      {"", "", false},
+      {"x:0", "", false},
+      {"x:-1", "", false},
+      {"x:99999999999999999999", "", false},
+      {"other:" + live, busy + "other\n", true},
+      {"a:b:" + live + "\nmore\n", busy + "a:b\n", true},
+      {live, busy + live + "\n", true},
+      {std::string(61, 'o') + ":" + live, "", false},
+  };
+  for (const auto& c : cases) {
+    shell("rm -f /var/Quorvex/var/log/*");
+    writeFile(lockFile, c.content);
+    {
+      QX_AVUpdate updater;
+      EXPECT_EQ(errorOf([&] { updater.LockUpdate("me"); }),
+                c.taken ? QX_AVUpdateExceptions::ExceptionAlreadyLocked : 0)
+          << c.content;
+      EXPECT_EQ(readFile(lockFile), c.taken ? c.content : "me:" + std::to_string(getpid()));
+      if (c.taken) {
+        EXPECT_EQ(log(), c.logged);
+      }
+    }
+    EXPECT_EQ(exists(lockFile), c.taken);
+  }
+}
+
+TEST_F(Coordinator, ReleasesTheLockWithoutALog) {
+  shell("rmdir /var/Quorvex/var/log");
+  {
+    QX_AVUpdate updater;
+    setGoodValues(updater);
+    EXPECT_EQ(messageOf([&] { updater.LockUpdate("me"); }), "Log not started");
+    EXPECT_TRUE(exists(lockFile));
+    EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1);
+  }
+  EXPECT_FALSE(exists(lockFile));
+  shell("rmdir /opt/Quorvex/var/run");
+  QX_AVUpdate updater;
+  EXPECT_EQ(errorOf([&] { updater.LockUpdate("me"); }), QX_AVUpdateExceptions::ExceptionLockError);
+}
+
+}  // namespace
