@@ -34,3 +34,13 @@ inline int sendProgress(UpdateProgressCallback callback, void* user, ProgressEve
                         const char* text, std::int64_t total = 0, std::int64_t done = 0) {
   return callback != nullptr ? callback(event, text, total, done, user) : 0;
 }
+
+// Sends the two events that follow a fetched file, ProgressFileBytes and then
+// ProgressFileDone; a ProgressCancel ends that. Returns the last
+// answer.
+inline int sendFileFetched(UpdateProgressCallback callback, void* user, const char* file,
+                           std::int64_t total, std::int64_t done) {
+  if (sendProgress(callback, user, ProgressFileBytes, file, total, done) == ProgressCancel)
+    return ProgressCancel;
+  return sendProgress(callback, user, ProgressFileDone, file, total, done);
+}

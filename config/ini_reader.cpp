@@ -178,8 +178,8 @@ void storeFileSymbols(SymbolTable* table, const char* file, const std::string& p
   long date = 0;
   long time = 0;
   if (stat(path.c_str(), &status) == 0 && localtime_r(&status.st_mtime, &local) != nullptr) {
-    date = (local.tm_year + 1900L) * 10000 + (local.tm_mon + 1) * 100 + local.tm_mday;
-    time = local.tm_hour * 1000000L + local.tm_min * 10000 + local.tm_sec * 100;
+    date = (local.tm_year + 1900L) * 10000 + (local.tm_mon + 1L) * 100 + local.tm_mday;
+    time = local.tm_hour * 1000000L + local.tm_min * 10000L + local.tm_sec * 100L;
   }
   sym_assume_symbol_(table, "filename", file, nullptr, 0);
   storeNumber(table, "filedate", date);

@@ -25,3 +25,6 @@ CommandEnd runDownload(const std::string& command);
 // reach the program's handler afterwards: an installation that has begun is
 // never torn off half-way.
 int runInstallation(const std::string& command);
+
+// Ends a command that shall print nothing.
+constexpr char kQuietly[] = " >/dev/null 2>&1";

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -142,6 +141,9 @@ std::string Installation::standIn(const std::string& command, const std::string&
 }
 
 std::string Installation::log() const {
-  static const std::regex pid("updatenow:[0-9]+");
-  return std::regex_replace(readFile("/var/Quorvex/var/log/updates.log"), pid, "updatenow:PID");
+  std::string text = readFile("/var/Quorvex/var/log/updates.log");
+  const std::string owner = "updatenow:";
+  for (std::size_t at = 0; (at = text.find(owner, at)) != std::string::npos; at += owner.size())
+    text.replace(at + owner.size(), text.find('\n', at) - at - owner.size(), "PID");
+  return text;
 }

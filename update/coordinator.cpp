@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "app/interrupt.h"
+#include "engines/bd/bd_updater.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/proxy.h"
 #include "update/paths.h"
@@ -127,8 +128,10 @@ int QX_AVUpdate::UpdateNow(UpdateProgressCallback callback, void* user) {
 
 int QX_AVUpdate::runEngine(UpdateProgressCallback callback, void* user) {
   if (systemType == QX_BDESystem) {
-    writeLog(log.get(), "BLOG: This build has no updater for the installed engine\n");
-    return -1;
+    const auto engine = std::make_unique<QX_BDUpdater>();
+    if (setEngineValues(*engine, log.get(), settings) < 0) return -1;
+    if (engine->setCallback(callback, user) < 0) return -1;
+    return engine->updateNow();
   }
   if (systemType == QX_KAVSystem) {
     const auto engine = std::make_unique<QX_KAVUpdater>();

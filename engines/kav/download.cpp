@@ -32,11 +32,9 @@ int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32
   if (!fetched) return kFailed;
 
   doneBytes = addBytes(doneBytes, size);
-  for (const ProgressEvent event : {ProgressFileBytes, ProgressFileDone}) {
-    if (sendProgress(watcher, callbackData, event, file, totalBytes, doneBytes) == ProgressCancel)
-      return kCancelled;
-  }
-  return kDone;
+  return sendFileFetched(watcher, callbackData, file, totalBytes, doneBytes) == ProgressCancel
+             ? kCancelled
+             : kDone;
 }
 
 // Whether the file was fetched into the temp directory. wget leaves an empty

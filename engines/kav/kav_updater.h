@@ -130,7 +130,7 @@ class QX_KAVUpdater {
   void backUp() const;
   void installFiles(const Attempt& attempt) const;
   void installIndex(const Attempt& attempt) const;
-  void copyIn(const std::string& from, const std::string& to) const;
+  void logOutcome(int status) const;
 
   std::string downloadedPath(const std::string& name) const;  // its path below tempPath
   std::string installedPath(const std::string& name) const;   // its path below basePath

@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string_view>
 
 #include "engines/kav/kav_updater.h"
+#include "engines/numbers.h"
 #include "engines/result.h"
 #include "engines/text_lines.h"
 
@@ -70,7 +70,7 @@ int QX_KAVUpdater::getSign(const char* entry, char* sign) {
 
 std::int32_t QX_KAVUpdater::getSize(const char* entry) {
   const std::optional<std::string_view> field = fieldOf(entry, 2);
-  return field ? static_cast<std::int32_t>(std::atol(std::string(*field).c_str())) : kFailed;
+  return field ? listedSize(std::string(*field)) : kFailed;
 }
 
 int QX_KAVUpdater::getFileSig(const char* path, char* sig) {

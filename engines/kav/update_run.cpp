@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include "app/interrupt.h"
-#include "engines/command.h"
+#include "engines/file_commands.h"
+#include "engines/index_file.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/result.h"
-#include "engines/shell_word.h"
 
 // What one attempt at one server knows.
 struct QX_KAVUpdater::Attempt {
@@ -49,6 +49,7 @@ int QX_KAVUpdater::update() {
 
 int QX_KAVUpdater::updateIT() {
   if (send(ProgressUpdateStarted, nullptr) == ProgressCancel) return kCancelled;
+  recoverIndexFile(installedPath("avp.klb"));
   int done = 0;
   for (std::int32_t i = 0; i < serverCount; ++i) {
     const char* const server = servers[i].get();
@@ -163,9 +164,8 @@ void QX_KAVUpdater::removeDropped(const Attempt& attempt) const {
 void QX_KAVUpdater::backUp() const {
   if (backupPath == nullptr) return;
   writeLog(log, "KLOG: Getting backup of current av database at %s\n", backupPath.get());
-  const std::string backup = shellWord(backupPath.get());
-  runInstallation("rm -rf " + backup + " >/dev/null 2>&1");
-  runInstallation("cp -prf " + shellWord(basePath.get()) + " " + backup + " >/dev/null 2>&1");
+  removeTree(backupPath.get());
+  copyTree(basePath.get(), backupPath.get());
 }
 
 // Removes the downloads in any case, also those of a set that was not completed.
@@ -173,7 +173,7 @@ void QX_KAVUpdater::installFiles(const Attempt& attempt) const {
   for (const std::string& name : attempt.names) {
     if (attempt.ok) {
       writeLog(log, "KLOG: Installing %s ", name.c_str());
-      copyIn(downloadedPath(name), installedPath(name));
+      logOutcome(copyFile(downloadedPath(name), installedPath(name)));
     }
     unlink(downloadedPath(name).c_str());
   }
@@ -182,16 +182,14 @@ void QX_KAVUpdater::installFiles(const Attempt& attempt) const {
 void QX_KAVUpdater::installIndex(const Attempt& attempt) const {
   if (attempt.ok) {
     writeLog(log, "KLOG: Updating AV Index ");
-    copyIn(attempt.downloadedIndex, attempt.installedIndex);
+    logOutcome(installIndexFile(attempt.downloadedIndex, attempt.installedIndex));
   }
   unlink(attempt.downloadedIndex.c_str());
 }
 
-// Closes the log line that the caller has opened.
-void QX_KAVUpdater::copyIn(const std::string& from, const std::string& to) const {
-  const bool copied =
-      runInstallation("cp -pf " + shellWord(from) + " " + shellWord(to) + " >/dev/null 2>&1") == 0;
-  writeLog(log, copied ? "ok!\n" : "error!\n");
+// Closes the log line of a copy.
+void QX_KAVUpdater::logOutcome(int status) const {
+  writeLog(log, status == 0 ? "ok!\n" : "error!\n");
 }
 
 std::string QX_KAVUpdater::downloadedPath(const std::string& name) const {

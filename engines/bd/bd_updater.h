@@ -1,0 +1,167 @@
+// The updater for BitDefender-format bases, which the index versions.dat
+// describes.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "app/progress.h"
+#include "engines/bd/av_entry.h"
+#include "engines/owned_string.h"
+#include "engines/server_list.h"
+#include "update/update_log.h"
+
+// Used in this order: construct, setValues, setCallback, updateNow, destroy.
+//
+// Owns copies of the settings, borrows the log and the callback's user pointer.
+// Main thread only. Operations that return int give 0 for success, 2 when they
+// were cancelled, by the callback or by DownCancelled, and a negative number for
+// a failure, which the log explains.
+class QX_BDUpdater {
+ public:
+  // Failed downloads, by cause.
+  static constexpr int DownloadErrGeneric = -1;     // not recognised, or the file is missing
+  static constexpr int DownloadErrServer = -3;      // the server does not have the file
+  static constexpr int DownloadErrProxy = -5;       // refused, with a proxy in use
+  static constexpr int DownloadErrConnection = -6;  // refused without one, or timed out
+
+  QX_BDUpdater() = default;
+  // Constructs and sets the values; whether that went well shows in updateNow().
+  QX_BDUpdater(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
+               const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
+               const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
+               const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
+               unsigned char retries, const char* serverList);
+  ~QX_BDUpdater() { DeallocMemory(); }
+  QX_BDUpdater(const QX_BDUpdater&) = delete;
+  QX_BDUpdater& operator=(const QX_BDUpdater&) = delete;
+
+  // Replaces the whole configuration, the callback included, makes the temp
+  // directory when it is missing and exports the proxy to the environment.
+  // `log` and `backupPath` (the run then chooses one and removes it again) may
+  // be null, and so may proxy values that the two flags do not call for;
+  // `timeout` is in seconds, at least 5; `retries` are the tries per download,
+  // 2 to 5.
+  //
+  // Returns 0; -1 when a value is missing (the object is untouched then), when
+  // the temp directory cannot be made or memory runs out; -3 when the list holds
+  // no usable server. After the last ones the object refuses to run.
+  int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
+                const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
+                const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
+                const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
+                unsigned char retries, const char* serverList);
+
+  // Returns 0, or -1 for a null callback, which changes nothing.
+  int setCallback(UpdateProgressCallback callback, void* data);
+
+  // Releases the configuration and takes the proxy out of the environment.
+  void DeallocMemory();
+
+  // Makes the working directories, tries the servers in turn until one attempt
+  // completes, and removes the directories. Returns 0 when one completed, which
+  // its own failures after the downloads began do not change; 2 when the run
+  // was cancelled; -1 when no attempt completed or the object is not configured;
+  // -4 when the directories could not be made.
+  int updateNow();
+
+  // Runs one attempt: index, change set, downloads, backup, installation with
+  // decompression and digest check, index installed, clean-up; an installation
+  // that fails is undone from the backup. Returns 0 when the database is up to
+  // date or the downloads were begun and not cancelled, -1 for a failure before
+  // that, 2 for a cancel.
+  int UpdatePerServer(const char* server);
+
+  // Fetches `file` from the server's directory `server` into the working
+  // directory. `size` is the listed size in bytes, counted once the file is
+  // there; with `notify` the callback learns of it. Returns 0, 2 when cancelled,
+  // -1 without a message when no file came, or what DownloadError() makes of an
+  // empty one. The size of a file is not judged, its digest is, later.
+  int DownloadFile(const char* server, const char* file, unsigned int size, bool notify);
+
+  // Tells the cause of a failed download from what wget has written about it,
+  // reports it to callback and log and returns one of the DownloadErr codes.
+  int DownloadError(const char* file);
+
+  // Makes a missing base directory, and the working directory, which becomes
+  // tempPath, and chooses a backup directory when none is configured. Returns 0,
+  // or -1 after a line in the log.
+  int MakeDirs();
+
+  // Removes what MakeDirs() and the run have made; harmless when repeated. A
+  // configured backup stays, without Plugins/cache.000. Returns the status of
+  // the last removal.
+  int RemoveDirs();
+
+  // Copies the bases to the backup directory, in place of an older copy. Returns
+  // the copy's status; negative when it could not be begun.
+  int GetCurrentAVBackup();
+
+  // Copies the backup over the bases. Returns the copy's status, -1 without a
+  // backup directory.
+  int RevertCurrentBackup();
+
+  // Removes the backup directory. Returns the removal's status, 0 when there is
+  // nothing to remove.
+  int DeleteCurrentBackup();
+
+  // Reads the entries of an index; DownCancelled ends the reading early. Returns
+  // their number, or -1 when the file cannot be opened; the list is then as it
+  // was.
+  static int GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list);
+
+  // Works out what to download and appends it to the change set, with ".gzip"
+  // names; the sum of the listed sizes goes to `totalSize`. With an installed
+  // index a file is wanted when it is missing, listed with another digest, or
+  // other than its digest says; what the installed index does not know is left
+  // alone. Without one (null) a file is wanted when it is missing or other than
+  // its digest says.
+  //
+  // Returns 0; 2 when DownCancelled was seen; -1 when an index cannot be read or
+  // the downloaded one lists a name that leads out of the database. `totalSize`
+  // is written only with 0.
+  int AddToDownload(const char* newIndex, const char* oldIndex,
+                    std::vector<__QX_AvEntry>& downloadList, std::int32_t* totalSize) const;
+
+ private:
+  struct Attempt;
+
+  int send(ProgressEvent event, const char* text) const;
+  void reportError(const std::string& text) const;
+
+  // Questions of the comparison.
+  enum class Digest { Unreadable, Equal, Different };
+  Digest compareDigest(const __QX_AvEntry& entry) const;
+  bool wantedByDigest(const __QX_AvEntry& entry) const;
+  bool wantedByIndex(const __QX_AvEntry& entry, const std::vector<__QX_AvEntry>& installed) const;
+
+  // The steps of an attempt, in their order.
+  int fetchIndex(const Attempt& attempt);
+  int findChanges(Attempt& attempt);
+  void downloadFiles(Attempt& attempt);
+  void backUp(Attempt& attempt);
+  void installFiles(Attempt& attempt);
+  void installIndex(Attempt& attempt);
+  void undoInstallation(Attempt& attempt, const std::string& message);
+
+  std::string downloadedPath(const std::string& name) const;  // its path below tempPath
+  std::string installedPath(const std::string& name) const;   // its path below basePath
+
+  OwnedString servers[kMaxServers];
+  std::int32_t serverCount = 0;
+  OwnedString basePath;
+  bool baseCreated = false;  // by this run: there is nothing to back up
+  OwnedString tempPath;      // from MakeDirs on the working directory
+  OwnedString backupPath;
+  bool backupConfigured = false;
+  OwnedString wgetCommand;
+  OwnedString wgetErrorFile;  // in the configured temp directory
+  bool useProxy = false;
+  bool useHttps = false;
+  UpdateProgressCallback callback = nullptr;
+  void* callbackData = nullptr;
+  std::int32_t totalBytes = 0;
+  std::int32_t doneBytes = 0;
+  QX_AVUpdateLog* log = nullptr;
+};

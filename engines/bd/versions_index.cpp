@@ -1,0 +1,49 @@
+// Reading versions.dat.
+
+#include <optional>
+
+#include "app/interrupt.h"
+#include "engines/bd/bd_updater.h"
+#include "engines/bd/utils.h"
+#include "engines/numbers.h"
+#include "engines/result.h"
+#include "engines/text_lines.h"
+
+namespace {
+
+// Cuts the text at its last space and gives what stood behind it; nothing when
+// there is no space.
+std::optional<std::string> cutLastField(std::string& text) {
+  const std::size_t space = text.rfind(' ');
+  if (space == std::string::npos) return std::nullopt;
+  std::string field = text.substr(space + 1);
+  text.resize(space);
+  return field;
+}
+
+// The entry of a line "+... DIGEST NAME SIZE", which is read from its end;
+// nothing for any other line.
+std::optional<__QX_AvEntry> parseEntry(std::string line) {
+  if (line.empty() || line.front() != '+') return std::nullopt;
+  const std::optional<std::string> size = cutLastField(line);
+  const std::optional<std::string> name = cutLastField(line);
+  const std::optional<std::string> digest = cutLastField(line);
+  if (!digest || digest->empty() || name->empty()) return std::nullopt;
+  const std::int32_t bytes = listedSize(*size);
+  if (bytes == 0) return std::nullopt;
+  return __QX_AvEntry{*name, *digest, bytes};
+}
+
+}  // namespace
+
+int QX_BDUpdater::GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list) {
+  LineReader reader(path, kIndexLineLimit);
+  if (!reader.isOpen()) return kFailed;
+  list.clear();
+  std::string line;
+  while (!DownCancelled && reader.next(line)) {
+    std::optional<__QX_AvEntry> entry = parseEntry(QX_UTILS::strtrim(QX_UTILS::strchop(line)));
+    if (entry) list.push_back(std::move(*entry));
+  }
+  return static_cast<int>(list.size());
+}

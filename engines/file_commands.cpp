@@ -1,0 +1,16 @@
+#include "engines/file_commands.h"
+
+#include "engines/command.h"
+#include "engines/shell_word.h"
+
+int copyFile(const std::string& from, const std::string& to) {
+  return runInstallation("cp -pf " + shellWord(from) + " " + shellWord(to) + kQuietly);
+}
+
+int copyTree(const std::string& from, const std::string& to) {
+  return runInstallation("cp -prf " + shellWord(from) + " " + shellWord(to) + kQuietly);
+}
+
+int removeTree(const std::string& path) {
+  return runInstallation("rm -rf " + shellWord(path) + kQuietly);
+}

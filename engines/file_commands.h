@@ -1,0 +1,15 @@
+// Copying and removing by the shell's commands, quietly. Each returns what
+// system() does: negative when the command could not be run, 0 when it
+// succeeded, else its status. None is interrupted half-way (see command.h).
+#pragma once
+
+#include <string>
+
+// cp -pf: replaces the file `to`.
+int copyFile(const std::string& from, const std::string& to);
+
+// cp -prf: makes `to` a copy of the directory when it does not exist.
+int copyTree(const std::string& from, const std::string& to);
+
+// rm -rf
+int removeTree(const std::string& path);
