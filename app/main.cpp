@@ -1,5 +1,7 @@
 // updatenow: brings the virus-signature database of this machine up to date.
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -115,6 +117,23 @@ int UpdateVirus(QX_AVUpdate* updater) {
   return result < 0 ? -1 : 0;
 }
 
+// Mends what a careless starter may have left, and what it may do yet.
+void prepareProcess() {
+  // A standard descriptor that is closed would be the number of our next file,
+  // and the display would write into it.
+  int descriptor;
+  do {
+    descriptor = open("/dev/null", O_RDWR);
+  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  if (descriptor >= 0) close(descriptor);
+  // A scheduler's umask of 0 would let anyone write the bases and the lock.
+  umask(umask(077) | 022);
+  // Ignored, it would take the commands' exit statuses away.
+  std::signal(SIGCHLD, SIG_DFL);
+  // A reader of our output that goes away must not end an installation.
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
 }  // namespace
 
 int main() {
@@ -122,6 +141,7 @@ int main() {
     std::puts("Needs root Privilages to update virus Database. Exit...");
     return 0;
   }
+  prepareProcess();
   std::signal(SIGTERM, update_exit);
   std::signal(SIGINT, update_exit);
 

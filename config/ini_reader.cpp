@@ -72,7 +72,7 @@ void joinContinuations(std::FILE* file, std::string& line) {
   while (line.size() < kLineMax && !line.empty() && line.back() == '-') {
     line.pop_back();
     std::string next;
-    readLine(file, kLineMax - line.size(), next);
+    if (!readLine(file, kLineMax - line.size(), next)) return;
     line += next;
   }
 }

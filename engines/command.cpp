@@ -1,6 +1,7 @@
 #include "engines/command.h"
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -52,13 +53,15 @@ class CommandPipe {
   std::FILE* pipe_;
 };
 
+// What a terminal or a service manager sends to end a program.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
 class SignalsHeld {
  public:
   SignalsHeld() {
     sigset_t held;
     sigemptyset(&held);
-    sigaddset(&held, SIGINT);
-    sigaddset(&held, SIGTERM);
+    for (const int signal : kEndingSignals) sigaddset(&held, signal);
     sigprocmask(SIG_BLOCK, &held, &before_);
   }
   ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
@@ -79,8 +82,21 @@ CommandEnd runDownload(const std::string& command) {
   return {true, pipe.close()};
 }
 
+// system(), with two differences. The command ignores the ending signals: a
+// block alone would not reach it, since shells clear it for their children. And
+// SIGINT is not ignored here meanwhile: one that is pending would be lost.
 int runInstallation(const std::string& command) {
   speakEnglish();
   const SignalsHeld held;
-  return std::system(command.c_str());
+  const pid_t pid = fork();
+  if (pid < 0) return -1;
+  if (pid == 0) {
+    for (const int signal : kEndingSignals) std::signal(signal, SIG_IGN);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+  }
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0)
+    if (errno != EINTR) return -1;
+  return status;
 }

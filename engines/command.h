@@ -21,9 +21,9 @@ CommandEnd runDownload(const std::string& command);
 
 // Runs an installation command to its end and returns what system() does:
 // negative when it could not be run, 0 when it succeeded, else its status.
-// SIGINT and SIGTERM are held back meanwhile, from the command as well, and
-// reach the program's handler afterwards: an installation that has begun is
-// never torn off half-way.
+// Signals that a terminal or a service manager sends are held back meanwhile,
+// from the command as well, and reach the program afterwards: no file is torn
+// off half-way.
 int runInstallation(const std::string& command);
 
 // Ends a command that shall print nothing.

@@ -8,15 +8,24 @@ bool isControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
+// Whether one of the name's components is the given one.
+bool hasComponent(std::string_view name, std::string_view wanted) {
+  for (;;) {
+    const std::size_t slash = name.find('/');
+    if (name.substr(0, slash) == wanted) return true;
+    if (slash == std::string_view::npos) return false;
+    name.remove_prefix(slash + 1);
+  }
+}
+
 }  // namespace
 
 bool isSafeName(std::string_view name) {
-  if (!name.empty() && name.front() == '/') return false;
-  if (std::any_of(name.begin(), name.end(), isControl)) return false;
-  while (!name.empty()) {
-    const std::string_view component = name.substr(0, name.find('/'));
-    if (component == "..") return false;
-    name.remove_prefix(component.size() < name.size() ? component.size() + 1 : name.size());
-  }
-  return true;
+  const bool isAbsolute = !name.empty() && name.front() == '/';
+  return !isAbsolute && !hasComponent(name, "..") &&
+         std::none_of(name.begin(), name.end(), isControl);
+}
+
+bool isPlainName(std::string_view name) {
+  return isSafeName(name) && !hasComponent(name, ".") && !hasComponent(name, "");
 }

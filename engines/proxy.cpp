@@ -13,8 +13,8 @@ bool isComplete(const ProxySettings& proxy) {
   return proxy.auth == 0 || (proxy.user != nullptr && proxy.password != nullptr);
 }
 
-std::string proxyAddress(const ProxySettings& proxy) {
-  return std::string(proxy.server) + ":" + std::to_string(proxy.port);
+std::string proxyAddress(const char* host, std::int64_t port) {
+  return std::string(host) + ":" + std::to_string(port);
 }
 
 void exportProxy(const std::string& address) {

@@ -19,7 +19,7 @@ struct ProxySettings {
 bool isComplete(const ProxySettings& proxy);
 
 // "HOST:PORT".
-std::string proxyAddress(const ProxySettings& proxy);
+std::string proxyAddress(const char* host, std::int64_t port);
 
 // Sets ftp_proxy, https_proxy and http_proxy to the address, for the commands
 // run from now on.

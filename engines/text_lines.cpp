@@ -15,7 +15,7 @@ LineReader::LineReader(const char* path, std::size_t limit)
 bool LineReader::next(std::string& line) {
   if (!file_.good()) return false;
   file_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-  line = buffer_.c_str();
+  line.assign(buffer_.data());
   return true;
 }
 

@@ -13,9 +13,7 @@ class IniReader : public Installation {
     writeFile(scratch + "/test.conf", text);
     table = ini_dyn_load(table, (scratch + "/test.conf").c_str());
   }
-  std::string value(const std::string& name) {
-    return sym_get_value(table, name.c_str(), "(none)");
-  }
+  std::string value(const std::string& name) { return sym_get_value(table, name.c_str(), "(none)"); }
 
   SymbolTable* table = nullptr;
 };

@@ -1,8 +1,5 @@
 #include "update/coordinator.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
@@ -28,12 +25,6 @@ std::string messageOf(const std::function<void()>& action) {
     return message;
   }
   return "";
-}
-
-TEST(UpdateErrors, HaveFixedMessages) {
-  for (const int code : {0, -1, 10}) EXPECT_STREQ(QX_AVUpdateExceptions(code).detail(), "none");
-  EXPECT_STREQ(QX_AVUpdateExceptions(1).detail(), "Unknow qxav installation");
-  EXPECT_STREQ(QX_AVUpdateExceptions(9).detail(), "Invalid update server");
 }
 
 class Log : public Installation {};
@@ -68,67 +59,31 @@ TEST_F(Coordinator, LearnsTheEngineFromTheVersionFile) {
   const struct {
     std::string text;
     int type;
-  } cases[] = {{"1\n3\n", 2}, {"2\n3\n", 1},     {"3", 2},
-               {"", 0},       {"abc", 0},        {"1", 0},
-               {" 2x\n", 1},  {"-3\n0\n4\n", 2}, {std::string(62, '0') + "2\n", 1}};
+  } cases[] = {{"1\n3\n", 2}, {"2\n3\n", 1}, {"3", 2}, {"", 0}, {"abc", 0}, {"1", 0}, {" 2x\n", 1}, {"-3\n0\n4\n", 2},
+      {std::string(62, '0') + "2\n", 1}};
   for (const auto& c : cases) {
     writeFile("/opt/Quorvex/etc/qxav-ver", c.text);
     EXPECT_EQ(QX_AVUpdate::QX_GetSystemType(), c.type) << c.text;
   }
   shell("rm /opt/Quorvex/etc/qxav-ver");
   EXPECT_EQ(QX_AVUpdate::QX_GetSystemType(), 0);
-  EXPECT_EQ(errorOf([] {
-              QX_AVUpdate("/b", "/t", "", 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "s");
-            }),
-            QX_AVUpdateExceptions::ExceptionUnknownSystem);
-}
-
-TEST_F(Coordinator, ChecksSettingsInOrder) {
-  const struct {
-    const char *base, *temp;
-    std::uint8_t useProxy;
-    const char* server;
-    unsigned port;
-    std::uint8_t auth;
-    const char *user, *password, *list;
-    int error;
-  } cases[] = {
-      {nullptr, nullptr, 1, nullptr, 0, 1, nullptr, nullptr, nullptr, 5},
-      {"/b", nullptr, 1, nullptr, 0, 1, nullptr, nullptr, nullptr, 6},
-      {"/b", "/t", 1, nullptr, 1, 0, nullptr, nullptr, nullptr, 7},
-      {"/b", "/t", 1, "p", 0, 0, nullptr, nullptr, nullptr, 7},
-      {"/b", "/t", 0, nullptr, 0, 1, nullptr, "x", "s", 7},
-      {"/b", "/t", 0, nullptr, 0, 1, "x", nullptr, "s", 7},
-      {"/b", "/t", 0, nullptr, 0, 1, "x", "x", nullptr, 9},
-      {"/b", "/t", 1, "", 1, 0, nullptr, nullptr, "s", 0},
-  };
-  for (const auto& c : cases) {
-    QX_AVUpdate updater;
-    EXPECT_EQ(errorOf([&] {
-                updater.SetValues(c.base, c.temp, nullptr, c.useProxy, c.server, c.port, c.auth,
-                                  c.user, c.password, 0, 5, 2, c.list);
-              }),
-              c.error);
-  }
+  EXPECT_EQ(errorOf([] { QX_AVUpdate("/b", "/t", "", 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "s"); }),
+      QX_AVUpdateExceptions::ExceptionUnknownSystem);
 }
 
 TEST_F(Coordinator, RunsOnlyWithSettingsAndLock) {
   QX_AVUpdate updater;
-  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }),
-            QX_AVUpdateExceptions::ExceptionBasePath);
+  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), QX_AVUpdateExceptions::ExceptionBasePath);
   setGoodValues(updater);
-  EXPECT_EQ(
-      errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
+  EXPECT_EQ(errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
       QX_AVUpdateExceptions::ExceptionBasePath);
-  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }),
-            QX_AVUpdateExceptions::ExceptionNotLocked)
+  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), QX_AVUpdateExceptions::ExceptionNotLocked)
       << "the rejected call kept the settings";
   EXPECT_EQ(errorOf([&] { updater.UnLockUpdate(); }), QX_AVUpdateExceptions::ExceptionNotLocked);
   updater.LockUpdate(nullptr);
   EXPECT_EQ(readFile(lockFile), "Unknown Process:" + std::to_string(getpid()));
   EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1) << "no usable server";
-  EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }),
-            QX_AVUpdateExceptions::ExceptionAlreadyLocked);
+  EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }), QX_AVUpdateExceptions::ExceptionAlreadyLocked);
   EXPECT_EQ(updater.UnLockUpdate(), 0);
   EXPECT_FALSE(exists(lockFile));
   updater.LockUpdate("x");
@@ -154,17 +109,14 @@ TEST_F(Coordinator, JudgesALockFileByItsProcess) {
       {std::string(61, 'o') + ":" + live, "", false},
   };
   for (const auto& c : cases) {
-    shell("rm -f /var/Quorvex/var/log/*");
+    writeFile(logFile, "");
     writeFile(lockFile, c.content);
     {
       QX_AVUpdate updater;
-      EXPECT_EQ(errorOf([&] { updater.LockUpdate("me"); }),
-                c.taken ? QX_AVUpdateExceptions::ExceptionAlreadyLocked : 0)
+      EXPECT_EQ(errorOf([&] { updater.LockUpdate("me"); }), c.taken ? QX_AVUpdateExceptions::ExceptionAlreadyLocked : 0)
           << c.content;
       EXPECT_EQ(readFile(lockFile), c.taken ? c.content : "me:" + std::to_string(getpid()));
-      if (c.taken) {
-        EXPECT_EQ(log(), c.logged);
-      }
+      EXPECT_EQ(readFile(logFile).find(c.logged), 0U);
     }
     EXPECT_EQ(exists(lockFile), c.taken);
   }

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "app/interrupt.h"
+#include "engines/backup_place.h"
 #include "engines/command.h"
 #include "engines/index_name.h"
 #include "engines/server_list.h"
@@ -13,9 +14,8 @@
 namespace {
 
 TEST(ShellWord, ReachesACommandUnchanged) {
-  for (const std::string value :
-       {"plain/-_.,:=@%+1", "", "a b", "it's", "'", "$HOME `id` $(id)", "a;b&c|d>e<f", "\"\\", "~",
-        "*?[a]", "#x", "line\nfeed", "\x80"}) {
+  for (const std::string value : {"plain/-_.,:=@%+1", "", "a b", "it's", "'", "$HOME `id` $(id)", "a;b&c|d>e<f", "\"\\",
+           "~", "*?[a]", "#x", "line\nfeed", "\x80"}) {
     std::FILE* const pipe = popen(("printf %s " + shellWord(value)).c_str(), "r");
     char buffer[256] = "";
     buffer[fread(buffer, 1, sizeof buffer - 1, pipe)] = '\0';
@@ -30,6 +30,17 @@ TEST(IndexName, StaysBelowItsDirectory) {
     EXPECT_TRUE(isSafeName(name)) << name;
   for (const char* name : {"/etc/x", "..", "../x", "a/../x", "a/..", "a\nb", "a\tb", "\x7f"})
     EXPECT_FALSE(isSafeName(name)) << name;
+}
+
+TEST(BackupPlace, IsNotAboveWhatItProtects) {
+  shell("rm -rf /tmp/place && mkdir -p /tmp/place/a/b && ln -s a /tmp/place/link");
+  for (const char* place : {"/tmp/place/a", "/tmp/place/a/", "/tmp//place/x/../a", "/tmp/place/link", "/tmp", "/"}) {
+    EXPECT_FALSE(isBackupPlace(place, "/tmp/place/a", "/t", nullptr)) << place;
+    EXPECT_FALSE(isBackupPlace(place, "/b", "/tmp/place/a/new", nullptr)) << place;
+  }
+  for (const char* place : {"/tmp/place/ab", "/tmp/place/a/b", "/tmp/place/new", "a"})
+    EXPECT_TRUE(isBackupPlace(place, "/tmp/place/a", "/t", nullptr)) << place;
+  EXPECT_TRUE(isBackupPlace(nullptr, "/b", "/t", nullptr));
 }
 
 TEST(ServerList, NormalisesEntries) {
@@ -48,8 +59,8 @@ TEST(ServerList, NormalisesEntries) {
       {" a", false, "http:// a "},
       {"ftp://m", false, ""},
       {"0,1,2,3,4,x://,5,6,7,8,9,10,11", false,
-       "http://0 http://1 http://2 http://3 http://4 http://5 http://6 http://7 http://8 "
-       "http://9 "},
+          "http://0 http://1 http://2 http://3 http://4 http://5 http://6 http://7 http://8 "
+          "http://9 "},
   };
   for (const auto& c : cases) {
     OwnedString servers[kMaxServers];
@@ -71,7 +82,8 @@ TEST(Command, TellsHowItEnded) {
 // the program must still learn of it.
 TEST(Command, InstallationOutlivesAnInterrupt) {
   const auto before = std::signal(SIGINT, update_exit);
-  EXPECT_EQ(runInstallation("kill -INT $PPID; kill -INT $$; exit 0"), 0);
+  EXPECT_EQ(
+      runInstallation("kill -INT $PPID; for s in INT TERM HUP QUIT; do sh -c \"kill -$s \\$\\$\" || exit 1; done"), 0);
   EXPECT_TRUE(DownCancelled);
   std::signal(SIGINT, before);
   TermExitScan = false;

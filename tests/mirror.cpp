@@ -51,11 +51,10 @@ Mirror::Mirror(const std::string& certificates) : state_(std::make_unique<State>
   if (certificates.empty())
     state_->server = std::make_unique<httplib::Server>();
   else
-    state_->server = std::make_unique<httplib::SSLServer>((certificates + "/cert.pem").c_str(),
-                                                          (certificates + "/key.pem").c_str());
-  state_->server->Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
-    state_->handle(request, response);
-  });
+    state_->server =
+        std::make_unique<httplib::SSLServer>((certificates + "/cert.pem").c_str(), (certificates + "/key.pem").c_str());
+  state_->server->Get(".*",
+      [this](const httplib::Request& request, httplib::Response& response) { state_->handle(request, response); });
   state_->port = state_->server->bind_to_any_port("127.0.0.1");
   state_->thread = std::thread([this] { state_->server->listen_after_bind(); });
   while (!state_->server->is_running()) std::this_thread::yield();

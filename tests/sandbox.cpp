@@ -1,7 +1,6 @@
 #include "tests/sandbox.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,20 +18,21 @@ std::string readFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-void writeFile(const std::string& path, const std::string& contents, int mode) {
+void writeFile(const std::string& path, const std::string& contents, unsigned mode) {
   std::ofstream(path, std::ios::binary) << contents;
-  chmod(path.c_str(), static_cast<mode_t>(mode));
+  fs::permissions(path, static_cast<fs::perms>(mode));
 }
 
 Tree readTree(const std::string& directory) {
   Tree tree;
   for (const auto& entry : fs::recursive_directory_iterator(directory))
-    if (entry.is_regular_file())
-      tree[fs::relative(entry.path(), directory)] = readFile(entry.path());
+    if (entry.is_regular_file()) tree[fs::relative(entry.path(), directory)] = readFile(entry.path());
   return tree;
 }
 
 void writeTree(const std::string& directory, const Tree& tree) {
+  fs::remove_all(directory);
+  fs::create_directories(directory);
   for (const auto& [name, contents] : tree) {
     fs::create_directories(fs::path(directory + "/" + name).parent_path());
     writeFile(directory + "/" + name, contents);
@@ -51,15 +51,13 @@ std::string barLine(std::size_t columns, const std::string& rest) {
   return "\r[" + std::string(columns, '=') + std::string(75 - columns, ' ') + "]" + rest;
 }
 
-Program::Program(const std::vector<std::string>& environment,
-                 const std::vector<std::string>& wrapper) {
-  // Everything is made before the fork: the mirrors' threads may hold any lock.
-  std::vector<std::string> words{"env"};
-  words.insert(words.end(), environment.begin(), environment.end());
-  words.insert(words.end(), wrapper.begin(), wrapper.end());
-  words.emplace_back(UPDATENOW);
+Program::Program(const Strings& words) {
+  // All is made before the fork: the mirrors' threads may hold any lock.
+  Strings command = words;
+  command.insert(command.begin(), "env");
+  command.emplace_back(UPDATENOW);
   std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
+  for (std::string& word : command) arguments.push_back(word.data());
   arguments.push_back(nullptr);
 
   int ends[2];
@@ -69,7 +67,7 @@ Program::Program(const std::vector<std::string>& environment,
     setpgid(0, 0);
     dup2(ends[1], STDOUT_FILENO);
     dup2(ends[1], STDERR_FILENO);
-    execv("/usr/bin/env", arguments.data());
+    execvp("env", arguments.data());
     _exit(127);
   }
   setpgid(pid_, pid_);
@@ -89,15 +87,14 @@ Outcome Program::wait() {
   for (ssize_t n; (n = read(output_, buffer, sizeof buffer)) > 0;)
     outcome.output.append(buffer, static_cast<std::size_t>(n));
   close(output_);
-  int status = 0;
-  waitpid(pid_, &status, 0);
+  waitpid(pid_, &outcome.status, 0);
   pid_ = 0;
-  if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
+  outcome.status = WIFEXITED(outcome.status) ? WEXITSTATUS(outcome.status) : -WTERMSIG(outcome.status);
   return outcome;
 }
 
-Outcome runUpdatenow(const std::vector<std::string>& environment) {
-  return Program(environment).wait();
+Outcome runUpdatenow(const Strings& words) {
+  return Program(words).wait();
 }
 
 Installation::Installation()
@@ -116,34 +113,15 @@ Installation::~Installation() {
   fs::remove_all(scratch);
 }
 
-void Installation::configure(const std::map<std::string, std::string>& values) {
-  std::map<std::string, std::string> all{{"BasesPath", bases},
-                                         {"TempPath", temp},
-                                         {"BackUpPath", backup},
-                                         {"TimeOut", "5"},
-                                         {"NoOfRetries", "2"}};
-  for (const auto& [key, value] : values) all[key] = value;
-  std::string paths = "[path]\n";
-  std::string update = "[Update]\n";
-  for (const auto& [key, value] : all) {
-    if (value.empty()) continue;
-    const bool isPath = key.size() > 4 && key.substr(key.size() - 4) == "Path";
-    (isPath ? paths : update) += key + " = " + value + "\n";
-  }
-  writeFile("/opt/Quorvex/etc/qxav.conf", paths);
-  writeFile("/opt/Quorvex/etc/updates.conf", update);
+void Installation::configure(const std::string& lines) {
+  const std::string paths = "[path]\nBasesPath=" + bases + "\nTempPath=" + temp + "\nBackUpPath=" + backup + "\n";
+  // Each file holds both sections; a key in the wrong one is nobody's.
+  const std::string text = paths + lines + "\n[Update]\nTimeOut=5\nNoOfRetries=2\n" + lines;
+  for (const char* file : {"qxav.conf", "updates.conf"}) writeFile(std::string("/opt/Quorvex/etc/") + file, text);
 }
 
 std::string Installation::standIn(const std::string& command, const std::string& script) {
-  fs::create_directories(scratch + "/bin");
-  writeFile(scratch + "/bin/" + command, "#!/bin/sh\n" + script + "\n", 0755);
+  fs::create_directories("bin");
+  writeFile("bin/" + command, "#!/bin/sh\n" + script + "\n", 0755);
   return "PATH=" + scratch + "/bin:" + std::getenv("PATH");
-}
-
-std::string Installation::log() const {
-  std::string text = readFile("/var/Quorvex/var/log/updates.log");
-  const std::string owner = "updatenow:";
-  for (std::size_t at = 0; (at = text.find(owner, at)) != std::string::npos; at += owner.size())
-    text.replace(at + owner.size(), text.find('\n', at) - at - owner.size(), "PID");
-  return text;
 }

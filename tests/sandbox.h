@@ -8,11 +8,13 @@
 #include <string>
 #include <vector>
 
+using Strings = std::vector<std::string>;
 using Tree = std::map<std::string, std::string>;  // path below a directory -> contents
 
 std::string readFile(const std::string& path);
-void writeFile(const std::string& path, const std::string& contents, int mode = 0644);
+void writeFile(const std::string& path, const std::string& contents, unsigned mode = 0644);
 Tree readTree(const std::string& directory);
+// Replaces the directory.
 void writeTree(const std::string& directory, const Tree& tree);
 bool exists(const std::string& path);
 
@@ -22,18 +24,18 @@ void shell(const std::string& command);
 // The progress line of the console: so many columns filled, then `rest`.
 std::string barLine(std::size_t columns, const std::string& rest);
 
+// Standard output and error of a program, and its end: the exit status, or the
+// negative signal.
 struct Outcome {
-  std::string output;  // standard output and error
-  int status = -1;     // exit status; -1 when killed by a signal
+  std::string output;
+  int status;
 };
 
 // updatenow, running in a process group of its own.
 class Program {
  public:
-  // `environment` holds NAME=VALUE entries that replace the inherited ones;
-  // `wrapper` are words put in front of the command.
-  explicit Program(const std::vector<std::string>& environment = {},
-                   const std::vector<std::string>& wrapper = {});
+  // `words` go in front of the command: NAME=VALUE pairs, another command.
+  explicit Program(const Strings& words = {});
   ~Program();
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
@@ -46,28 +48,24 @@ class Program {
   int output_;
 };
 
-Outcome runUpdatenow(const std::vector<std::string>& environment = {});
+Outcome runUpdatenow(const Strings& words = {});
 
-// An installation, new for each test, in a scratch directory for the rest.
+// An installation and a scratch directory, the current one, new for each test.
 class Installation : public testing::Test {
  protected:
   Installation();
   ~Installation() override;
 
-  // Writes both configuration files, the named keys in place of the defaults;
-  // an empty value leaves the key out.
-  void configure(const std::map<std::string, std::string>& values);
-
-  // Writes a script that stands in for a command, and returns the environment
-  // entry that puts it first on PATH.
+  // Writes the configuration; lines of "Key = value" replace the defaults.
+  void configure(const std::string& lines);
+  // Writes a script that stands in for a command first on PATH, and returns the
+  // environment entry that puts it there.
   std::string standIn(const std::string& command, const std::string& script);
-
-  // The update log, process ids as PID.
-  std::string log() const;
 
   const std::string scratch;
   const std::string bases = "/var/Quorvex/bases";
   const std::string temp = "/var/Quorvex/tmp";
   const std::string backup = "/var/Quorvex/backup";
   const std::string lockFile = "/opt/Quorvex/var/run/checkupdate";
+  const std::string logFile = "/var/Quorvex/var/log/updates.log";
 };

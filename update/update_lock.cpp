@@ -9,9 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
-#include <string>
 
 #include "update/coordinator.h"
 #include "update/paths.h"
@@ -44,17 +42,18 @@ class LockGuard {
 };
 
 struct LockOwner {
-  std::string name;
+  const char* name;
   int pid;  // below 1 when the file names no process
 };
 
-// Splits a lock file's line "OWNER:PID" at its last colon; a line without one
-// is both.
-LockOwner parseOwner(const std::string& line) {
-  const std::size_t colon = line.rfind(':');
-  const std::string number = colon == std::string::npos ? line : line.substr(colon + 1);
-  const bool isNumber = number.find_first_not_of("0123456789") == std::string::npos;
-  return {line.substr(0, colon), isNumber ? std::atoi(number.c_str()) : 0};
+// Splits a lock file's line "OWNER:PID" at its last colon, in place; a line
+// without one is both.
+LockOwner parseOwner(char* line) {
+  char* const colon = std::strrchr(line, ':');
+  const char* const number = colon != nullptr ? colon + 1 : line;
+  const bool isNumber = number[std::strspn(number, "0123456789")] == '\0';
+  if (colon != nullptr) *colon = '\0';
+  return {line, isNumber ? std::atoi(number) : 0};
 }
 
 bool writeLockFile(const char* owner) {
@@ -73,24 +72,17 @@ bool writeLockFile(const char* owner) {
 int QX_AVUpdate::LockUpdate(const char* name) {
   if (locked) throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
   const char* const owner = name != nullptr ? name : kUnknownOwner;
-  {
+  try {
+    log.reset(new (std::nothrow) QX_AVUpdateLog(kUpdateLog));
+    if (log == nullptr) throw "Can not allocate memory to log";
+    log->Start(nullptr);
     const LockGuard guard;
-    try {
-      log.reset(new (std::nothrow) QX_AVUpdateLog(kUpdateLog));
-      if (log == nullptr) throw "Can not allocate memory to log";
-      log->Start(nullptr);
-      if (isRunning()) {
-        log.reset();
-        throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
-      }
-    } catch (const char*) {
-      log.reset();
-      throw;
-    }
-    if (!writeLockFile(owner)) {
-      log.reset();
+    if (isRunning()) throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
+    if (!writeLockFile(owner))
       throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionLockError);
-    }
+  } catch (...) {
+    log.reset();
+    throw;
   }
   locked = true;
   log->Log("Update locked by %s:%d\n", owner, getpid());
@@ -109,7 +101,7 @@ bool QX_AVUpdate::isRunning() {
   const LockOwner owner = parseOwner(line);
   // Numbers below 1 would ask kill() about whole groups of processes.
   if (owner.pid >= 1 && kill(owner.pid, 0) == 0) {
-    if (log != nullptr) log->Log("Update is already in progress by %s\n", owner.name.c_str());
+    if (log != nullptr) log->Log("Update is already in progress by %s\n", owner.name);
     return true;
   }
   unlink(kLockFile);

@@ -44,9 +44,10 @@ class QX_BDUpdater {
   // `timeout` is in seconds, at least 5; `retries` are the tries per download,
   // 2 to 5.
   //
-  // Returns 0; -1 when a value is missing (the object is untouched then), when
-  // the temp directory cannot be made or memory runs out; -3 when the list holds
-  // no usable server. After the last ones the object refuses to run.
+  // Returns 0; -1 when a value is missing or the backup directory is or holds
+  // one of the other two (the object is untouched then), when the temp directory cannot be made or
+  // memory runs out; -3 when the list holds no usable server. After the last ones the object
+  // refuses to run.
   int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
                 const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "engines/backup_place.h"
 #include "engines/bd/bd_updater.h"
 #include "engines/files.h"
 #include "engines/numbers.h"
@@ -51,7 +52,7 @@ int QX_BDUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
   const ProxySettings proxy{newUseProxy, proxyAuth, proxyServer,
                             proxyPort,   proxyUser, proxyPassword};
   if (newBasePath == nullptr || newTempPath == nullptr || serverList == nullptr ||
-      !isComplete(proxy)) {
+      !isComplete(proxy) || !isBackupPlace(newBackupPath, newBasePath, newTempPath, newLog)) {
     writeLog(newLog, "LOG: Invalid update parameters to set\n");
     return kFailed;
   }
@@ -71,8 +72,9 @@ int QX_BDUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
     return kFailed;
   }
   if (proxy.use != 0) {
-    exportProxy(proxyAddress(proxy));
-    writeLog(log, "LOG: Using Proxy %s\n", proxyAddress(proxy).c_str());
+    const std::string address = proxyAddress(proxy.server, proxy.port);
+    exportProxy(address);
+    writeLog(log, "LOG: Using Proxy %s\n", address.c_str());
   }
 
   serverCount = fillServers(servers, serverList, newUseHttps != 0, log);
@@ -86,7 +88,9 @@ int QX_BDUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
     backupPath = copyString(newBackupPath);
     backupConfigured = true;
   }
-  return kDone;
+  const bool copied = basePath != nullptr && tempPath != nullptr &&
+                      (backupPath != nullptr || newBackupPath == nullptr);
+  return copied ? kDone : kFailed;
 }
 
 int QX_BDUpdater::setCallback(UpdateProgressCallback newCallback, void* data) {

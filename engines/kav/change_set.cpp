@@ -55,22 +55,19 @@ std::optional<std::string> unsafeName(const std::vector<std::string>& entries) {
   return std::nullopt;
 }
 
-// Whether the installed index lists another signature for the file: 1 or 0, 2
-// when DownCancelled was seen, -1 when it lists the file without one.
-int listedDifferently(const std::vector<Fields>& installed, const std::string& name,
-                      const std::string& signature) {
-  int differs = 0;
+// What the installed index says of a file's signature.
+enum class Listed { Same, Different, Unsigned, Cancelled };
+
+Listed compareListed(const std::vector<Fields>& installed, const std::string& name,
+                     const std::string& signature) {
   for (const Fields& entry : installed) {
     if (entry.name == name) {
-      if (!entry.hasSignature) return kFailed;
-      if (entry.signature != signature) {
-        differs = 1;
-        break;
-      }
+      if (!entry.hasSignature) return Listed::Unsigned;
+      if (entry.signature != signature) return Listed::Different;
     }
-    if (DownCancelled) return kCancelled;
+    if (DownCancelled) return Listed::Cancelled;
   }
-  return DownCancelled ? static_cast<int>(kCancelled) : differs;
+  return Listed::Same;
 }
 
 }  // namespace
@@ -105,20 +102,23 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
     }
 
     const std::string local = installedPath(name);
-    bool wanted = !fileExists(local);
-    if (!wanted && installed != nullptr) {
-      const int differs = listedDifferently(old, name, signature);
-      if (differs == kFailed || differs == kCancelled) return differs;
-      wanted = differs != 0;
-    } else if (!wanted) {
+    const bool present = fileExists(local);
+    bool wanted = !present;
+    if (present && installed != nullptr) {
+      const Listed listed = compareListed(old, name, signature);
+      if (listed == Listed::Unsigned) return kFailed;
+      if (listed == Listed::Cancelled) return kCancelled;
+      wanted = listed == Listed::Different;
+    } else if (present) {
       wanted = !hasSignature(local, signature);
-      if (!wanted && DownCancelled) return kCancelled;
     }
-    if (!wanted) continue;
-    sizes.push_back(size);
-    names.push_back(name);
-    signatures.push_back(signature);
-    sum = addBytes(sum, size);
+    if (wanted) {
+      sizes.push_back(size);
+      names.push_back(name);
+      signatures.push_back(signature);
+      sum = addBytes(sum, size);
+    }
+    if (present && (installed != nullptr || !wanted) && DownCancelled) return kCancelled;
   }
   *total = sum;
   return static_cast<int>(names.size());
@@ -144,7 +144,7 @@ int QX_KAVUpdater::addToDelete(const char* downloaded, const char* installed,
       if (DownCancelled) return kCancelled;
       listed = kept[i].name == old.name;
     }
-    if (!listed && !old.name.empty() && isSafeName(old.name)) list.push_back(old.name);
+    if (!listed && isPlainName(old.name)) list.push_back(old.name);
   }
   return static_cast<int>(list.size());
 }

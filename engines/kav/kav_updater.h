@@ -36,8 +36,9 @@ class QX_KAVUpdater {
   // null, and so may proxy values that the two flags do not call for; `timeout`
   // is in seconds, at least 5; `retries` are the tries per download, 2 to 5.
   //
-  // Returns 0; -1 when a value is missing or the proxy's "HOST:PORT" exceeds 64
-  // characters (the object is untouched then) or when memory runs out; -3 when
+  // Returns 0; -1 when a value is missing, the proxy's "HOST:PORT" exceeds 64
+  // characters or the backup directory is or holds one of the other two (the
+  // object is untouched then) or when memory runs out; -3 when
   // the list holds no usable server. After the last two only destroying or
   // setting the object again makes sense.
   int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "engines/backup_place.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/numbers.h"
 #include "engines/proxy.h"
@@ -35,10 +36,15 @@ int QX_KAVUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
                              const char* serverList) {
   const ProxySettings proxy{newUseProxy, proxyAuth, proxyServer,
                             proxyPort,   proxyUser, proxyPassword};
+  // This engine writes the port as a signed number.
+  const std::string address = proxy.use != 0 && proxyServer != nullptr
+                                  ? proxyAddress(proxyServer, static_cast<std::int32_t>(proxyPort))
+                                  : std::string();
   // A longer address is refused, not cut: the password must not go to another
   // host.
   if (newBasePath == nullptr || newTempPath == nullptr || serverList == nullptr ||
-      !isComplete(proxy) || (proxy.use != 0 && proxyAddress(proxy).size() > kProxyAddressMax)) {
+      !isComplete(proxy) || address.size() > kProxyAddressMax ||
+      !isBackupPlace(newBackupPath, newBasePath, newTempPath, newLog)) {
     writeLog(newLog, "KLOG: Invalid update arameters to set\n");
     return kFailed;
   }
@@ -50,7 +56,7 @@ int QX_KAVUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
     writeLog(log, "KLOG: Error allocating wget memory\n");
     return kFailed;
   }
-  if (proxy.use != 0) exportProxy(proxyAddress(proxy));
+  if (proxy.use != 0) exportProxy(address);
   std::snprintf(wgetCommand.get(), kCommandLimit, "%s",
                 wgetPrefix(boundedRetries(retries), boundedTimeout(timeout), proxy).c_str());
 
@@ -62,7 +68,9 @@ int QX_KAVUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
   backupPath = copyString(newBackupPath);
   useHttps = newUseHttps != 0;
   useProxy = proxy.use != 0;
-  return kDone;
+  const bool copied = basePath != nullptr && tempPath != nullptr &&
+                      (backupPath != nullptr || newBackupPath == nullptr);
+  return copied ? kDone : kFailed;
 }
 
 int QX_KAVUpdater::SetCallback(UpdateProgressCallback newCallback, void* data) {
