@@ -130,6 +130,8 @@ void prepareProcess() {
   umask(umask(077) | 022);
   // Ignored, it would take the commands' exit statuses away.
   std::signal(SIGCHLD, SIG_DFL);
+  // A terminal that is closed must not end an update half-way.
+  std::signal(SIGHUP, SIG_IGN);
   // A reader of our output that goes away must not end an installation.
   std::signal(SIGPIPE, SIG_IGN);
 }

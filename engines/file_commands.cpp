@@ -1,6 +1,7 @@
 #include "engines/file_commands.h"
 
 #include "engines/command.h"
+#include "engines/files.h"
 #include "engines/shell_word.h"
 
 int copyFile(const std::string& from, const std::string& to) {
@@ -8,7 +9,9 @@ int copyFile(const std::string& from, const std::string& to) {
 }
 
 int copyTree(const std::string& from, const std::string& to) {
-  return runInstallation("cp -prf " + shellWord(from) + " " + shellWord(to) + kQuietly);
+  const bool intoOrLinked = fileExists(to) || isSymbolicLink(from);
+  const std::string source = intoOrLinked ? from + "/." : from;
+  return runInstallation("cp -prf " + shellWord(source) + " " + shellWord(to) + kQuietly);
 }
 
 int removeTree(const std::string& path) {

@@ -15,3 +15,8 @@ inline bool hasContents(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 && status.st_size > 0;
 }
+
+inline bool isSymbolicLink(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}

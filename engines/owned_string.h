@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 struct Free {
   void operator()(void* block) const { std::free(block); }
@@ -12,7 +13,9 @@ struct Free {
 // Null means "not set".
 using OwnedString = std::unique_ptr<char, Free>;
 
-// A copy of the text; null for null, and when memory runs out.
+// A copy of the text; null for null. Throws std::bad_alloc.
 inline OwnedString copyString(const char* text) {
-  return OwnedString(text != nullptr ? strdup(text) : nullptr);
+  OwnedString copy(text != nullptr ? strdup(text) : nullptr);
+  if (copy == nullptr && text != nullptr) throw std::bad_alloc();
+  return copy;
 }

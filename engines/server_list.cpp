@@ -31,8 +31,8 @@ std::int32_t fillServers(OwnedString (&servers)[kMaxServers], std::string_view l
     const std::string url = serverUrl(entry, useHttps);
     if (url.empty())
       writeLog(log, "Invalid addr %s\n", entry.c_str());
-    else if ((servers[count] = copyString(url.c_str())) != nullptr)
-      ++count;
+    else
+      servers[count++] = copyString(url.c_str());
   }
   return count;
 }

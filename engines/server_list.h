@@ -18,6 +18,6 @@ std::string serverUrl(std::string_view entry, bool useHttps);
 
 // Fills `servers` from a comma-separated list, up to kMaxServers entries, and
 // returns how many there are. Invalid entries are named in the log (may be null)
-// and left out.
+// and left out. Throws std::bad_alloc.
 std::int32_t fillServers(OwnedString (&servers)[kMaxServers], std::string_view list, bool useHttps,
                          QX_AVUpdateLog* log);

@@ -15,7 +15,7 @@ LineReader::LineReader(const char* path, std::size_t limit)
 bool LineReader::next(std::string& line) {
   if (!file_.good()) return false;
   file_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-  line.assign(buffer_.data());
+  line.assign(buffer_, 0, buffer_.find('\0'));
   return true;
 }
 

@@ -73,13 +73,14 @@ int QX_AVUpdate::LockUpdate(const char* name) {
   if (locked) throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
   const char* const owner = name != nullptr ? name : kUnknownOwner;
   try {
-    log.reset(new (std::nothrow) QX_AVUpdateLog(kUpdateLog));
-    if (log == nullptr) throw "Can not allocate memory to log";
+    log = std::make_unique<QX_AVUpdateLog>(kUpdateLog);
     log->Start(nullptr);
     const LockGuard guard;
     if (isRunning()) throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
     if (!writeLockFile(owner))
       throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionLockError);
+  } catch (const std::bad_alloc&) {
+    throw "Can not allocate memory to log";
   } catch (...) {
     log.reset();
     throw;

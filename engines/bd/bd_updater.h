@@ -91,7 +91,8 @@ class QX_BDUpdater {
   int MakeDirs();
 
   // Removes what MakeDirs() and the run have made; harmless when repeated. A
-  // configured backup stays, without Plugins/cache.000. Returns the status of
+  // configured backup stays, without Plugins/cache.000, and so does one that
+  // could not be restored. Returns the status of
   // the last removal.
   int RemoveDirs();
 
@@ -137,6 +138,8 @@ class QX_BDUpdater {
   bool wantedByDigest(const __QX_AvEntry& entry) const;
   bool wantedByIndex(const __QX_AvEntry& entry, const std::vector<__QX_AvEntry>& installed) const;
 
+  int tryServers();
+
   // The steps of an attempt, in their order.
   int fetchIndex(const Attempt& attempt);
   int findChanges(Attempt& attempt);
@@ -156,6 +159,7 @@ class QX_BDUpdater {
   OwnedString tempPath;      // from MakeDirs on the working directory
   OwnedString backupPath;
   bool backupConfigured = false;
+  bool keepBackup = false;  // the only whole copy: restoring it has failed
   OwnedString wgetCommand;
   OwnedString wgetErrorFile;  // in the configured temp directory
   bool useProxy = false;
@@ -164,5 +168,6 @@ class QX_BDUpdater {
   void* callbackData = nullptr;
   std::int32_t totalBytes = 0;
   std::int32_t doneBytes = 0;
+  bool wgetSucceeded = false;  // the last one that was run
   QX_AVUpdateLog* log = nullptr;
 };

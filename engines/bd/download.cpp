@@ -54,8 +54,10 @@ int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned in
     return kCancelled;
 
   const std::string target = downloadedPath(file);
-  runDownload(std::string(wgetCommand.get()) + " " + shellWord(std::string(server) + "/" + file) +
-              " -O " + shellWord(target));
+  const std::string url = std::string(server) + "/" + file;
+  wgetSucceeded =
+      runDownload(wgetCommand.get() + (" " + shellWord(url)) + " -O " + shellWord(target))
+          .succeeded();
   if (DownCancelled) return kCancelled;
   if (!fileExists(target)) return DownloadErrGeneric;
   if (!hasContents(target)) return DownloadError(file);

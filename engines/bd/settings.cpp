@@ -65,8 +65,8 @@ int QX_BDUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
   }
   const std::string errorFile = std::string(newTempPath) + "/avupdate_wget.err";
   wgetErrorFile = copyString(errorFile.c_str());
-  wgetCommand = copyString(
-      wgetPrefix(boundedRetries(retries), boundedTimeout(timeout), errorFile, proxy).c_str());
+  wgetCommand.reset(strdup(
+      wgetPrefix(boundedRetries(retries), boundedTimeout(timeout), errorFile, proxy).c_str()));
   if (wgetCommand == nullptr) {
     writeLog(log, "LOG: Error allocating wget memory\n");
     return kFailed;
@@ -88,9 +88,7 @@ int QX_BDUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
     backupPath = copyString(newBackupPath);
     backupConfigured = true;
   }
-  const bool copied = basePath != nullptr && tempPath != nullptr &&
-                      (backupPath != nullptr || newBackupPath == nullptr);
-  return copied ? kDone : kFailed;
+  return kDone;
 }
 
 int QX_BDUpdater::setCallback(UpdateProgressCallback newCallback, void* data) {

@@ -59,15 +59,26 @@ int QX_BDUpdater::updateNow() {
     return kCancelled;
   }
 
-  recoverIndexFile(installedPath("versions.dat"));
   int result = kFailed;
-  for (std::int32_t i = 0; i < serverCount && result == kFailed; ++i)
-    if (*servers[i].get() != '\0') result = UpdatePerServer(servers[i].get());
-
-  if (!DownCancelled && result == kDone) send(ProgressUpdateDone, nullptr);
+  try {
+    result = tryServers();
+  } catch (...) {
+    RemoveDirs();
+    throw;
+  }
   RemoveDirs();
   if (DownCancelled) return kCancelled;
   return result == kDone ? kDone : kFailed;
+}
+
+// The result of the last attempt.
+int QX_BDUpdater::tryServers() {
+  putIndexBack(installedPath("versions.dat"));
+  int result = kFailed;
+  for (std::int32_t i = 0; i < serverCount && result == kFailed; ++i)
+    if (*servers[i].get() != '\0') result = UpdatePerServer(servers[i].get());
+  if (!DownCancelled && result == kDone) send(ProgressUpdateDone, nullptr);
+  return result;
 }
 
 int QX_BDUpdater::UpdatePerServer(const char* server) {
@@ -103,7 +114,10 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
 }
 
 int QX_BDUpdater::fetchIndex(const Attempt& attempt) {
-  const int result = DownloadFile(attempt.server, "versions.dat", 0, false);
+  int result = DownloadFile(attempt.server, "versions.dat", 0, false);
+  // A cut file is found out by its digest; a cut index would be installed, and
+  // what it does not list would not be updated any more.
+  if (result == kDone && !wgetSucceeded) result = DownloadError("versions.dat");
   if (result == kCancelled) unlink(attempt.downloadedIndex.c_str());
   if (result >= 0) return result;
   writeLog(log, "LOG: Error downloading versions.dat\n");
@@ -177,7 +191,9 @@ void QX_BDUpdater::installFiles(Attempt& attempt) {
 }
 
 void QX_BDUpdater::installIndex(Attempt& attempt) {
-  if (installIndexFile(attempt.downloadedIndex, attempt.installedIndex) < 0) {
+  // Also after a copy that ran and failed: new files under the old index are a
+  // database that no index describes.
+  if (installIndexFile(attempt.downloadedIndex, attempt.installedIndex) != 0) {
     writeLog(log, "Error installing %s\n", "versions.dat");
     return undoInstallation(attempt, "Error installing versions.dat");
   }
@@ -189,7 +205,18 @@ void QX_BDUpdater::installIndex(Attempt& attempt) {
 void QX_BDUpdater::undoInstallation(Attempt& attempt, const std::string& message) {
   attempt.ok = false;
   reportError(message);
-  RevertCurrentBackup();
+  // The index is the old one still, and the backup may be incomplete.
+  setIndexAside(attempt.installedIndex);
+  bool restored = RevertCurrentBackup() == 0;
+  if (!restored && !baseCreated) {
+    // On a full disk what came in takes the place of what shall come back.
+    for (const __QX_AvEntry& entry : attempt.changes) unlink(installedPath(entry.fileName).c_str());
+    restored = RevertCurrentBackup() == 0;
+  }
+  putIndexBack(attempt.installedIndex);
+  if (restored || baseCreated) return;
+  writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
+  keepBackup = true;
 }
 
 std::string QX_BDUpdater::downloadedPath(const std::string& name) const {

@@ -42,8 +42,11 @@ bool makeDir(QX_AVUpdateLog* log, const char* what, const std::string& path) {
 int QX_BDUpdater::MakeDirs() {
   const std::string base = basePath.get();
   if (!fileExists(base)) {
-    if (!makeDir(log, "basedir", base) || !makeDir(log, "plugindir", base + "/Plugins"))
+    if (!makeDir(log, "basedir", base)) return kFailed;
+    if (!makeDir(log, "plugindir", base + "/Plugins")) {
+      rmdir(base.c_str());  // or later runs would take it for complete
       return kFailed;
+    }
     baseCreated = true;
   }
 
@@ -80,7 +83,7 @@ int QX_BDUpdater::RemoveDirs() {
   // The scanner's own cache; it does not belong into a backup.
   if (backupPath != nullptr)
     std::remove((std::string(backupPath.get()) + "/Plugins/cache.000").c_str());
-  if (!backupConfigured) DeleteCurrentBackup();
+  if (!backupConfigured && !keepBackup) DeleteCurrentBackup();
   if (wgetErrorFile != nullptr) unlink(wgetErrorFile.get());
   return runInstallation("rm -rf " + shellWord(tempPath.get()));
 }

@@ -68,9 +68,7 @@ int QX_KAVUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
   backupPath = copyString(newBackupPath);
   useHttps = newUseHttps != 0;
   useProxy = proxy.use != 0;
-  const bool copied = basePath != nullptr && tempPath != nullptr &&
-                      (backupPath != nullptr || newBackupPath == nullptr);
-  return copied ? kDone : kFailed;
+  return kDone;
 }
 
 int QX_KAVUpdater::SetCallback(UpdateProgressCallback newCallback, void* data) {

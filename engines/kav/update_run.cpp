@@ -49,7 +49,7 @@ int QX_KAVUpdater::update() {
 
 int QX_KAVUpdater::updateIT() {
   if (send(ProgressUpdateStarted, nullptr) == ProgressCancel) return kCancelled;
-  recoverIndexFile(installedPath("avp.klb"));
+  putIndexBack(installedPath("avp.klb"));
   int done = 0;
   for (std::int32_t i = 0; i < serverCount; ++i) {
     const char* const server = servers[i].get();
