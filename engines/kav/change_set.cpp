@@ -1,69 +1,52 @@
 // What an update of Kaspersky-format bases has to download and to remove.
 
 #include <optional>
-#include <utility>
+#include <string_view>
 
 #include "app/interrupt.h"
 #include "engines/files.h"
 #include "engines/index_name.h"
+#include "engines/kav/entry_fields.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/numbers.h"
 #include "engines/result.h"
 
 namespace {
 
-// An index entry with the fields that comparisons need, read once.
+// The fields of an installed entry that comparisons need, read once; views into
+// the entry.
 struct Fields {
-  std::string name;
-  std::string signature;
-  bool hasSignature = false;
+  std::string_view name;
+  std::optional<std::string_view> signature;
 };
-
-bool nameOf(const std::string& entry, std::string& name) {
-  char field[QX_KAVUpdater::kFieldBytes];
-  if (QX_KAVUpdater::getFname(entry.c_str(), field) < 0) return false;
-  name = field;
-  return true;
-}
-
-bool signatureOf(const std::string& entry, std::string& signature) {
-  char field[QX_KAVUpdater::kFieldBytes];
-  if (QX_KAVUpdater::getSign(entry.c_str(), field) < 0) return false;
-  signature = field;
-  return true;
-}
 
 // The fields of every entry that has a file name.
 std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   std::vector<Fields> named;
   named.reserve(entries.size());
-  for (const std::string& entry : entries) {
-    Fields fields;
-    if (!nameOf(entry, fields.name)) continue;
-    fields.hasSignature = signatureOf(entry, fields.signature);
-    named.push_back(std::move(fields));
-  }
+  for (const std::string& entry : entries)
+    if (const auto name = entryName(entry)) named.push_back({*name, entrySignature(entry)});
   return named;
 }
 
 // The first listed name that must not be joined to a directory; nothing when
 // all may.
 std::optional<std::string> unsafeName(const std::vector<std::string>& entries) {
-  std::string name;
   for (const std::string& entry : entries)
-    if (nameOf(entry, name) && (name.empty() || !isSafeName(name))) return name;
+    if (const auto name = entryName(entry); name && (name->empty() || !isSafeName(*name)))
+      return std::string(*name);
   return std::nullopt;
 }
 
 // What the installed index says of a file's signature.
 enum class Listed { Same, Different, Unsigned, Cancelled };
 
-Listed compareListed(const std::vector<Fields>& installed, const std::string& name,
-                     const std::string& signature) {
+Listed compareListed(const std::vector<Fields>& installed, std::string_view name,
+                     std::string_view signature) {
   for (const Fields& entry : installed) {
     if (entry.name == name) {
-      if (!entry.hasSignature) return Listed::Unsigned;
-      if (entry.signature != signature) return Listed::Different;
+      if (!entry.signature) return Listed::Unsigned;
+      if (*entry.signature != signature) return Listed::Different;
     }
     if (DownCancelled) return Listed::Cancelled;
   }
@@ -91,31 +74,31 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
   const std::vector<Fields> old = namedEntries(oldEntries);
 
   std::int32_t sum = 0;
-  std::string name;
-  std::string signature;
   for (const std::string& entry : newEntries) {
-    if (!nameOf(entry, name)) continue;
+    const std::optional<std::string_view> name = entryName(entry);
+    if (!name) continue;
+    const std::optional<std::string_view> signature = entrySignature(entry);
     const std::int32_t size = getSize(entry.c_str());
-    if (!signatureOf(entry, signature) || size < 0) {
+    if (!signature || size < 0) {
       writeLog(log, "KLOG: Invalid signature or size (%s)\n", entry.c_str());
       return kFailed;
     }
 
-    const std::string local = installedPath(name);
+    const std::string local = installedPath(std::string(*name));
     const bool present = fileExists(local);
     bool wanted = !present;
     if (present && installed != nullptr) {
-      const Listed listed = compareListed(old, name, signature);
+      const Listed listed = compareListed(old, *name, *signature);
       if (listed == Listed::Unsigned) return kFailed;
       if (listed == Listed::Cancelled) return kCancelled;
       wanted = listed == Listed::Different;
     } else if (present) {
-      wanted = !hasSignature(local, signature);
+      wanted = !hasSignature(local, *signature);
     }
     if (wanted) {
       sizes.push_back(size);
-      names.push_back(name);
-      signatures.push_back(signature);
+      names.emplace_back(*name);
+      signatures.emplace_back(*signature);
       sum = addBytes(sum, size);
     }
     if (present && (installed != nullptr || !wanted) && DownCancelled) return kCancelled;
@@ -124,7 +107,7 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
   return static_cast<int>(names.size());
 }
 
-bool QX_KAVUpdater::hasSignature(const std::string& path, const std::string& signature) const {
+bool QX_KAVUpdater::hasSignature(const std::string& path, std::string_view signature) {
   char line[kSignatureLineBytes];
   return getFileSig(path.c_str(), line) == kDone && signature == line;
 }
@@ -144,7 +127,7 @@ int QX_KAVUpdater::addToDelete(const char* downloaded, const char* installed,
       if (DownCancelled) return kCancelled;
       listed = kept[i].name == old.name;
     }
-    if (!listed && isPlainName(old.name)) list.push_back(old.name);
+    if (!listed && isPlainName(old.name)) list.emplace_back(old.name);
   }
   return static_cast<int>(list.size());
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/progress.h"
@@ -121,7 +122,7 @@ class QX_KAVUpdater {
 
   int send(ProgressEvent event, const char* text) const;
   bool fetch(const char* file, const char* server) const;
-  bool hasSignature(const std::string& path, const std::string& signature) const;
+  static bool hasSignature(const std::string& path, std::string_view signature);
 
   // The steps of an attempt, in their order.
   int fetchIndex(Attempt& attempt);

@@ -4,9 +4,8 @@
 
 #include <cstdio>
 #include <cstring>
-#include <optional>
-#include <string_view>
 
+#include "engines/kav/entry_fields.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/numbers.h"
 #include "engines/result.h"
@@ -20,8 +19,8 @@ constexpr std::size_t kLineEndLength = 2;
 
 // The n-th field, from 0, of the entry's comma-separated fields; nothing when no
 // comma ends it.
-std::optional<std::string_view> fieldOf(const char* entry, int n) {
-  std::string_view rest = std::string_view(entry).substr(0, kEntryMax);
+std::optional<std::string_view> fieldOf(std::string_view entry, int n) {
+  std::string_view rest = entry.substr(0, kEntryMax);
   for (;; --n) {
     const std::size_t comma = rest.find(',');
     if (comma == std::string_view::npos) return std::nullopt;
@@ -30,15 +29,27 @@ std::optional<std::string_view> fieldOf(const char* entry, int n) {
   }
 }
 
-int copyField(const char* entry, int n, char* out) {
+std::optional<std::string_view> shortFieldOf(std::string_view entry, int n) {
   const std::optional<std::string_view> field = fieldOf(entry, n);
-  if (!field || field->size() >= QX_KAVUpdater::kFieldBytes) return kFailed;
+  return field && field->size() < QX_KAVUpdater::kFieldBytes ? field : std::nullopt;
+}
+
+int copyField(const std::optional<std::string_view>& field, char* out) {
+  if (!field) return kFailed;
   std::memcpy(out, field->data(), field->size());
   out[field->size()] = '\0';
   return kDone;
 }
 
 }  // namespace
+
+std::optional<std::string_view> entryName(std::string_view entry) {
+  return shortFieldOf(entry, 0);
+}
+
+std::optional<std::string_view> entrySignature(std::string_view entry) {
+  return shortFieldOf(entry, 1);
+}
 
 int QX_KAVUpdater::GetDownloadList(const char* path, std::vector<std::string>& list) {
   LineReader reader(path, kIndexLineLimit);
@@ -61,11 +72,11 @@ int QX_KAVUpdater::GetDownloadList(const char* path, std::vector<std::string>& l
 }
 
 int QX_KAVUpdater::getFname(const char* entry, char* name) {
-  return copyField(entry, 0, name);
+  return copyField(entryName(entry), name);
 }
 
 int QX_KAVUpdater::getSign(const char* entry, char* sign) {
-  return copyField(entry, 1, sign);
+  return copyField(entrySignature(entry), sign);
 }
 
 std::int32_t QX_KAVUpdater::getSize(const char* entry) {

@@ -1,0 +1,43 @@
+// Any server list gives URLs, and any of them reaches a command as it is.
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "engines/server_list.h"
+#include "engines/shell_word.h"
+#include "fuzz/input.h"
+
+namespace {
+
+// What /bin/sh makes of a word.
+std::string echoed(const std::string& word) {
+  std::string output;
+  std::FILE* const pipe = popen(("printf %s " + word).c_str(), "r");
+  require(pipe != nullptr, "a shell");
+  std::array<char, 4096> buffer{};
+  for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+    output.append(buffer.data(), n);
+  pclose(pipe);
+  return output;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size > 4096) return 0;
+  // The text ends at its first NUL, as every configured value does.
+  const std::string text(std::string(reinterpret_cast<const char*>(data), size).c_str());
+  require(echoed(shellWord(text)) == text, "a word reaches a command unchanged");
+
+  const bool https = size % 2 != 0;
+  OwnedString servers[kMaxServers];
+  const int count = fillServers(servers, text, https, nullptr);
+  for (int i = 0; i < kMaxServers; ++i) {
+    require((i < count) == (servers[i] != nullptr), "the first ones are set");
+    const char* const scheme = https ? "https://" : "http://";
+    if (i < count)
+      require(std::strncmp(servers[i].get(), scheme, std::strlen(scheme)) == 0, "the scheme");
+  }
+  return 0;
+}
