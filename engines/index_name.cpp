@@ -1,6 +1,7 @@
 #include "engines/index_name.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -28,4 +29,9 @@ bool isSafeName(std::string_view name) {
 
 bool isPlainName(std::string_view name) {
   return isSafeName(name) && !hasComponent(name, ".") && !hasComponent(name, "");
+}
+
+IndexName::IndexName(std::string_view text) : text_(text) {
+  const std::size_t length = std::min(text.size(), sizeof tail_);
+  if (length > 0) std::memcpy(&tail_, text.data() + text.size() - length, length);
 }

@@ -1,6 +1,7 @@
 // Names of files as an index lists them.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 // Whether a name stays below the directory that it is joined to: it is not
@@ -11,3 +12,21 @@ bool isSafeName(std::string_view name);
 // Whether a name is safe and written in the one usual way: it is not empty and
 // has no "." or empty component, so another name stands for another file.
 bool isPlainName(std::string_view name);
+
+// A listed name, ready to be compared with very many others: their last bytes,
+// in which the names of a database differ, before all of them. A view; the text
+// must outlive it.
+class IndexName {
+ public:
+  explicit IndexName(std::string_view text);
+
+  std::string_view text() const { return text_; }
+
+  friend bool operator==(const IndexName& a, const IndexName& b) {
+    return a.tail_ == b.tail_ && a.text_ == b.text_;
+  }
+
+ private:
+  std::string_view text_;
+  std::uint64_t tail_ = 0;
+};

@@ -8,6 +8,7 @@
 
 #include "app/progress.h"
 #include "engines/bd/av_entry.h"
+#include "engines/index_name.h"
 #include "engines/owned_string.h"
 #include "engines/server_list.h"
 #include "update/update_log.h"
@@ -136,7 +137,11 @@ class QX_BDUpdater {
   enum class Digest { Unreadable, Equal, Different };
   Digest compareDigest(const __QX_AvEntry& entry) const;
   bool wantedByDigest(const __QX_AvEntry& entry) const;
-  bool wantedByIndex(const __QX_AvEntry& entry, const std::vector<__QX_AvEntry>& installed) const;
+  struct Installed {
+    IndexName name;
+    const __QX_AvEntry* entry;
+  };
+  bool wantedByIndex(const __QX_AvEntry& entry, const std::vector<Installed>& installed) const;
 
   int tryServers();
 

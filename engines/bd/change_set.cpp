@@ -29,12 +29,15 @@ int QX_BDUpdater::AddToDownload(const char* newIndex, const char* oldIndex,
   }
   std::vector<__QX_AvEntry> installed;
   if (oldIndex != nullptr && !readIndex(oldIndex, installed)) return kFailed;
+  std::vector<Installed> old;
+  old.reserve(installed.size());
+  for (const __QX_AvEntry& entry : installed) old.push_back({IndexName(entry.fileName), &entry});
 
   std::int32_t sum = 0;
   for (__QX_AvEntry& entry : listed) {
     const bool present = fileExists(installedPath(entry.fileName));
     const bool wanted =
-        !present || (oldIndex != nullptr ? wantedByIndex(entry, installed) : wantedByDigest(entry));
+        !present || (oldIndex != nullptr ? wantedByIndex(entry, old) : wantedByDigest(entry));
     if (wanted) {
       entry.fileName += ".gzip";
       sum = addBytes(sum, entry.size);
@@ -66,11 +69,12 @@ bool QX_BDUpdater::wantedByDigest(const __QX_AvEntry& entry) const {
 // Whether an installed file must be fetched, as the installed index tells: its
 // first entry of that name decides, unless the file cannot be read.
 bool QX_BDUpdater::wantedByIndex(const __QX_AvEntry& entry,
-                                 const std::vector<__QX_AvEntry>& installed) const {
-  for (const __QX_AvEntry& old : installed) {
+                                 const std::vector<Installed>& installed) const {
+  const IndexName name(entry.fileName);
+  for (const Installed& old : installed) {
     if (DownCancelled) return false;
-    if (old.fileName != entry.fileName) continue;
-    if (old.md5 != entry.md5) return true;
+    if (!(old.name == name)) continue;
+    if (old.entry->md5 != entry.md5) return true;
     const Digest digest = compareDigest(entry);
     if (digest != Digest::Unreadable) return digest == Digest::Different;
   }

@@ -16,7 +16,7 @@ namespace {
 // The fields of an installed entry that comparisons need, read once; views into
 // the entry.
 struct Fields {
-  std::string_view name;
+  IndexName name;
   std::optional<std::string_view> signature;
 };
 
@@ -25,7 +25,8 @@ std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   std::vector<Fields> named;
   named.reserve(entries.size());
   for (const std::string& entry : entries)
-    if (const auto name = entryName(entry)) named.push_back({*name, entrySignature(entry)});
+    if (const auto name = entryName(entry))
+      named.push_back({IndexName(*name), entrySignature(entry)});
   return named;
 }
 
@@ -41,7 +42,7 @@ std::optional<std::string> unsafeName(const std::vector<std::string>& entries) {
 // What the installed index says of a file's signature.
 enum class Listed { Same, Different, Unsigned, Cancelled };
 
-Listed compareListed(const std::vector<Fields>& installed, std::string_view name,
+Listed compareListed(const std::vector<Fields>& installed, const IndexName& name,
                      std::string_view signature) {
   for (const Fields& entry : installed) {
     if (entry.name == name) {
@@ -88,7 +89,7 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
     const bool present = fileExists(local);
     bool wanted = !present;
     if (present && installed != nullptr) {
-      const Listed listed = compareListed(old, *name, *signature);
+      const Listed listed = compareListed(old, IndexName(*name), *signature);
       if (listed == Listed::Unsigned) return kFailed;
       if (listed == Listed::Cancelled) return kCancelled;
       wanted = listed == Listed::Different;
@@ -127,7 +128,7 @@ int QX_KAVUpdater::addToDelete(const char* downloaded, const char* installed,
       if (DownCancelled) return kCancelled;
       listed = kept[i].name == old.name;
     }
-    if (!listed && isPlainName(old.name)) list.emplace_back(old.name);
+    if (!listed && isPlainName(old.name.text())) list.emplace_back(old.name.text());
   }
   return static_cast<int>(list.size());
 }
