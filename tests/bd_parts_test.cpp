@@ -1,6 +1,4 @@
-#include <sys/stat.h>
-
-#include <sstream>
+#include <cctype>
 
 #include "app/interrupt.h"
 #include "engines/bd/bd_updater.h"
@@ -16,15 +14,19 @@ std::string digestOf(const std::string& contents) {
   return digest;
 }
 
-// An index of entries written "NAME:CONTENTS" and lines of any other kind.
+// An index of entries written "NAME:C", the contents one character (and "!" for
+// the digest in capitals), or any text without a colon as it is.
 std::string index(const std::string& entries) {
-  std::istringstream words(entries);
-  std::string text, word;
-  while (words >> word) {
-    const std::size_t colon = word.find(':');
-    text += colon == std::string::npos
-                ? word + "\n"
-                : "+ " + digestOf(word.substr(colon + 1)) + " " + word.substr(0, colon) + " 10\n";
+  std::string text;
+  for (std::string entry : wordsOf(entries)) {
+    const std::size_t colon = entry.find(':');
+    if (colon != std::string::npos) {
+      std::string digest = digestOf(entry.substr(colon + 1, 1));
+      if (entry.back() == '!')
+        for (char& c : digest) c = static_cast<char>(std::toupper(c));
+      entry = "+ " + digest + " " + entry.substr(0, colon) + " 10";
+    }
+    text += entry + "\n";
   }
   return text;
 }
@@ -59,78 +61,41 @@ TEST_F(BdParts, DigestsAgreeWithTheSystem) {
   }
 }
 
-TEST_F(BdParts, CleansLines) {
-  const Strings trimmed[] = {{"  a b  ", "a b"}, {"\ta ", "\ta"}, {"   ", "   "}, {"", ""}};
-  for (const Strings& c : trimmed) EXPECT_EQ(QX_UTILS::strtrim(c[0]), c[1]);
-  const Strings chopped[] = {
-      {"line\r\n", "line"}, {"line\n\r", "line\n"}, {"line\n\n", "line"}, {"\n", "\n"}, {"\r\r", "\r\r"}, {"", ""}};
-  for (const Strings& c : chopped) EXPECT_EQ(QX_UTILS::strchop(c[0]), c[1]);
-}
-
 TEST_F(BdParts, ReadsTheIndex) {
-  const std::string x(1011, 'x');
-  const struct {
-    std::string text, entries;
-  } cases[] = {{"+ x abc f 12", "f abc 12;"}, {"+x abc f 12kb\r\n  + y d Plugins/g -3  \n", "f abc 12;Plugins/g d -3;"},
-      {"+ x abc f 0\n+ x abc f none\n+ x abc  f 12\n+abc f 12\n- x abc f 12\n+ x  abc f  \n\n<html>", ""},
-      {"+ x  f 12\n+ x abc g 7\n+ x abc g 7", "g abc 7;g abc 7;"}, {"+ a b c 99999999999", "c b 2147483647;"},
-      {"+ a b " + x + "x 123\n+ a b c 1", x + "x b 123;c b 1;"}, {"+ a b " + x + "xx 123\n+ a b c 1", x + "xx b 12;"}};
-  for (const auto& c : cases) {
-    writeFile("i", c.text);
+  eachCase("bd-indexes", [](const Case& c) {
+    writeFile("i", c["text"]);
     std::vector<__QX_AvEntry> list(3);
     const int count = QX_BDUpdater::GetDownloadList("i", list);
-    std::ostringstream entries;
-    for (const __QX_AvEntry& e : list) entries << e.fileName << " " << e.md5 << " " << e.size << ";";
-    EXPECT_EQ(entries.str(), c.entries);
     EXPECT_EQ(count, static_cast<int>(list.size()));
     EXPECT_EQ(QX_BDUpdater::GetDownloadList("/no/such", list), -1);
-    EXPECT_EQ(count, static_cast<int>(list.size()));
-  }
+    std::string entries;
+    for (const __QX_AvEntry& e : list) entries += e.fileName + " " + e.md5 + " " + std::to_string(e.size) + ";";
+    EXPECT_EQ(entries, c["entries"]);
+  });
 }
 
 TEST_F(BdParts, FetchesWhatDiffers) {
-  const std::string unreadable = "LOG: Error getting md5sum of file (" + bases + "/f)\n";
-  std::string upper = index("f:a");
-  for (char& c : upper) c = static_cast<char>(c == ' ' || c == 'f' ? c : std::toupper(c));
-  const struct {
-    const char *name, *installed, *downloaded;
-    Tree disk;  // a name ending in "/" is a directory
-    int result;
-    std::string names, logged;
-  } cases[] = {{"missing", "f:a g:g", "f:a g:g", {{"g", "g"}}, 0, "f.gzip ", ""},
-      {"changed", "f:a", "f:b", {{"f", "b"}}, 0, "f.gzip ", ""},
-      {"damaged", "f:a", "f:a", {{"f", "x"}}, 0, "f.gzip ", ""}, {"whole", "f:a", "f:a", {{"f", "a"}}, 0, "", ""},
-      {"unknown here", "g:g", "f:a", {{"f", "x"}}, 0, "", ""}, {"folder", "g:g", "P/f:a", {}, 0, "P/f.gzip ", ""},
-      {"unreadable", "f:a f:a", "f:a", {{"f/x", ""}}, 0, "", unreadable + unreadable},
-      {"listed twice here", "f:b f:a", "f:a", {{"f", "a"}}, 0, "f.gzip ", ""},
-      {"listed twice there", "", "f:a f:a", {}, 0, "f.gzip f.gzip ", ""},
-      {"no index, missing", "", "f:a", {}, 0, "f.gzip ", ""},
-      {"no index, other", "", "f:a", {{"f", "x"}}, 0, "f.gzip ", ""},
-      {"no index, whole", "", "f:a", {{"f", "a"}}, 0, "", ""},
-      {"no index, unreadable", "", "f:a", {{"f/x", ""}}, 0, "", unreadable},
-      {"upper-case digest", "", "UPPER", {{"f", "a"}}, 0, "f.gzip ", ""},
-      {"a page", "f:a", "<html>", {{"f", "x"}}, 0, "", ""},
-      {"parent", "", "f:a ../f:a", {}, -1, "", "LOG: Invalid file name (../f)\n"},
-      {"absolute", "", "/f:a", {}, -1, "", "LOG: Invalid file name (/f)\n"}};
-  for (const auto& c : cases) {
-    log.Stop();
-    writeFile("log", "");
-    log.Start(nullptr);
-    writeTree(bases, c.disk);
-    writeFile("new", c.downloaded == std::string("UPPER") ? upper : index(c.downloaded));
-    writeFile("old", index(c.installed));
-    std::vector<__QX_AvEntry> changes;
-    std::int32_t total = -7;
-    EXPECT_EQ(updater.AddToDownload("new", *c.installed != '\0' ? "old" : nullptr, changes, &total), c.result)
-        << c.name;
-    std::string names;
-    for (const __QX_AvEntry& e : changes) names += e.fileName + " ";
-    EXPECT_EQ(names, c.names) << c.name;
-    EXPECT_EQ(total, c.result < 0 ? -7 : static_cast<int>(changes.size()) * 10) << c.name;
-    EXPECT_EQ(readFile("log"), c.logged) << c.name;
-  }
   std::vector<__QX_AvEntry> changes;
   std::int32_t total = -7;
+  eachCase("bd-change-sets", [&](const Case& c) {
+    Tree disk;
+    for (const std::string& file : wordsOf(c["disk"]))
+      disk[file.substr(0, file.find(':'))] = file.substr(file.find(':') + 1);
+    writeTree(bases, disk);
+    writeFile("log", "");
+    writeFile("new", index(c["downloaded"]));
+    writeFile("old", index(c["installed"]));
+    changes.clear();
+    total = -7;
+    const char* const old = c["installed"].empty() ? nullptr : "old";
+    EXPECT_EQ(std::to_string(updater.AddToDownload("new", old, changes, &total)), c["result"]);
+    Strings names;
+    for (const __QX_AvEntry& e : changes) names.push_back(e.fileName);
+    EXPECT_EQ(names, wordsOf(c["names"]));
+    EXPECT_EQ(total, c["result"] == "0" ? static_cast<int>(changes.size()) * 10 : -7);
+    EXPECT_EQ(readFile("log"), c["log"]);
+  });
+  total = -7;
   EXPECT_EQ(updater.AddToDownload("none", nullptr, changes, &total), -1);
   EXPECT_EQ(updater.AddToDownload("new", "none", changes, &total), -1);
   DownCancelled = true;

@@ -56,15 +56,10 @@ class Coordinator : public Installation {
 };
 
 TEST_F(Coordinator, LearnsTheEngineFromTheVersionFile) {
-  const struct {
-    std::string text;
-    int type;
-  } cases[] = {{"1\n3\n", 2}, {"2\n3\n", 1}, {"3", 2}, {"", 0}, {"abc", 0}, {"1", 0}, {" 2x\n", 1}, {"-3\n0\n4\n", 2},
-      {std::string(62, '0') + "2\n", 1}};
-  for (const auto& c : cases) {
-    writeFile("/opt/Quorvex/etc/qxav-ver", c.text);
-    EXPECT_EQ(QX_AVUpdate::QX_GetSystemType(), c.type) << c.text;
-  }
+  eachCase("version-files", [](const Case& c) {
+    writeFile("/opt/Quorvex/etc/qxav-ver", c["text"]);
+    EXPECT_EQ(std::to_string(QX_AVUpdate::QX_GetSystemType()), c["engine"]);
+  });
   shell("rm /opt/Quorvex/etc/qxav-ver");
   EXPECT_EQ(QX_AVUpdate::QX_GetSystemType(), 0);
   EXPECT_EQ(errorOf([] { QX_AVUpdate("/b", "/t", "", 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "s"); }),
@@ -90,51 +85,22 @@ TEST_F(Coordinator, RunsOnlyWithSettingsAndLock) {
 }
 
 TEST_F(Coordinator, JudgesALockFileByItsProcess) {
-  const std::string live = std::to_string(getppid());
-  const std::string busy = "Update is already in progress by ";
-  const struct {
-    std::string content, logged;
-    bool taken;
-  } cases[] = {
-      {"updatenow:999999999", "", false},
-      {"updatenow:12ab", "", false},
-      {"garbage", "", false},
-      {"", "", false},
-      {"x:0", "", false},
-      {"x:-1", "", false},
-      {"x:99999999999999999999", "", false},
-      {"other:" + live, busy + "other\n", true},
-      {"a:b:" + live + "\nmore\n", busy + "a:b\n", true},
-      {live, busy + live + "\n", true},
-      {std::string(61, 'o') + ":" + live, "", false},
-  };
-  for (const auto& c : cases) {
+  const std::string me = "me:" + std::to_string(getpid());
+  const auto judge = [&](const Case& c) {
+    const std::string& owner = c["owner"];
     writeFile(logFile, "");
-    writeFile(lockFile, c.content);
+    writeFile(lockFile, c["text"]);
     {
       QX_AVUpdate updater;
-      EXPECT_EQ(errorOf([&] { updater.LockUpdate("me"); }), c.taken ? QX_AVUpdateExceptions::ExceptionAlreadyLocked : 0)
-          << c.content;
-      EXPECT_EQ(readFile(lockFile), c.taken ? c.content : "me:" + std::to_string(getpid()));
-      EXPECT_EQ(readFile(logFile).find(c.logged), 0U);
+      EXPECT_EQ(errorOf([&] { updater.LockUpdate("me"); }),
+          owner.empty() ? 0 : QX_AVUpdateExceptions::ExceptionAlreadyLocked);
+      EXPECT_EQ(readFile(lockFile), owner.empty() ? me : c["text"]);
+      EXPECT_EQ(readFile(logFile),
+          owner.empty() ? "Update locked by " + me + "\n" : "Update is already in progress by " + owner + "\n");
     }
-    EXPECT_EQ(exists(lockFile), c.taken);
-  }
-}
-
-TEST_F(Coordinator, ReleasesTheLockWithoutALog) {
-  shell("rmdir /var/Quorvex/var/log");
-  {
-    QX_AVUpdate updater;
-    setGoodValues(updater);
-    EXPECT_EQ(messageOf([&] { updater.LockUpdate("me"); }), "Log not started");
-    EXPECT_TRUE(exists(lockFile));
-    EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1);
-  }
-  EXPECT_FALSE(exists(lockFile));
-  shell("rmdir /opt/Quorvex/var/run");
-  QX_AVUpdate updater;
-  EXPECT_EQ(errorOf([&] { updater.LockUpdate("me"); }), QX_AVUpdateExceptions::ExceptionLockError);
+    EXPECT_EQ(exists(lockFile), !owner.empty());
+  };
+  eachCase("lock-files", judge, {{"live", std::to_string(getppid())}});
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -20,6 +21,27 @@ bool exists(const std::string& path);
 
 // Runs a shell command that must succeed.
 void shell(const std::string& command);
+
+// The words of a text, which blanks part.
+Strings wordsOf(const std::string& text);
+
+// A row of a table of cases: its cells, by the names of their columns.
+class Case {
+ public:
+  explicit Case(Tree cells) : cells_(std::move(cells)) {}
+  const std::string& operator[](const std::string& column) const { return cells_.at(column); }
+
+ private:
+  Tree cells_;
+};
+
+// Calls the test with every row of tests/cases/NAME.txt and shows the row when
+// it fails. The first comment "# A | B" names the columns; blanks around a cell
+// do not count. In a cell \n, \r, \t, \\ and \xHH are escapes, {3*ab} is
+// "ababab", {} nothing, and {WORD} one of `words` or of the file's own, which
+// lines "WORD := TEXT" define. A file without rows and a row with too many or
+// too few cells are failures.
+void eachCase(const std::string& name, const std::function<void(const Case&)>& test, Tree words = {});
 
 // The progress line of the console: so many columns filled, then `rest`.
 std::string barLine(std::size_t columns, const std::string& rest);
