@@ -103,37 +103,4 @@ TEST_F(BdParts, FetchesWhatDiffers) {
   EXPECT_EQ(total, -7);
 }
 
-TEST_F(BdParts, MakesAndRemovesDirectories) {
-  shell("rm -r " + bases + "; mkdir -p " + temp + "/avdowndir " + temp + "/avbackdir");
-  EXPECT_EQ(updater.MakeDirs(), 0);
-  for (const std::string& made : {bases + "/Plugins", temp + "/avdowndir1/Plugins"}) EXPECT_TRUE(exists(made)) << made;
-  writeFile(bases + "/f", "old");
-  EXPECT_EQ(updater.GetCurrentAVBackup(), 0);
-  EXPECT_EQ(readTree(temp + "/avbackdir1"), (Tree{{"f", "old"}}));
-  writeTree(bases, {{"f", "new"}, {"g", "new"}});
-  EXPECT_EQ(updater.RevertCurrentBackup(), 0);
-  EXPECT_EQ(readTree(bases), (Tree{{"f", "old"}, {"g", "new"}}));
-  for (int times = 0; times < 2; ++times) EXPECT_EQ(updater.RemoveDirs(), 0);
-  shell("test \"$(ls " + temp + ")\" = \"$(printf 'avbackdir\\navdowndir')\"");
-
-  // A configured backup stays, without the scanner's cache.
-  configureUpdater(backup.c_str());
-  shell("rm -r " + bases + "/*; mkdir -p " + bases + "/Plugins; touch " + bases + "/Plugins/cache.000 " + bases + "/f");
-  EXPECT_EQ(updater.MakeDirs(), 0);
-  for (int times = 0; times < 2; ++times) EXPECT_EQ(updater.GetCurrentAVBackup(), 0) << "replaces an older copy";
-  updater.RemoveDirs();
-  EXPECT_EQ(readTree(backup), (Tree{{"f", ""}}));
-
-  configureUpdater(nullptr);
-  shell("cd " + temp + " && mkdir $(seq -f avbackdir%.0f 1 64)");
-  EXPECT_EQ(updater.MakeDirs(), -1);
-  configureUpdater(nullptr);
-  shell("cd " + temp + " && mkdir $(seq -f avdowndir%.0f 1 64)");
-  EXPECT_EQ(updater.MakeDirs(), -1);
-  writeFile("f", "");
-  EXPECT_EQ(updater.setValues(nullptr, "/b", "f/t", nullptr, 0, 0, nullptr, 0, nullptr, nullptr, 9, 0, 3, "m"), -1);
-  EXPECT_EQ(readFile("log"), "LOG: To many back dir at " + temp + "/avdowndir1. Delete unused and retry again\n" +
-                                 "LOG: To many temp download dir at " + temp + ". Delete unused and retry again\n");
-}
-
 }  // namespace

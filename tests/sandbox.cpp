@@ -120,10 +120,6 @@ void eachCase(const std::string& name, const std::function<void(const Case&)>& t
   ASSERT_GT(rows, 0) << "no cases in " << path;
 }
 
-std::string barLine(std::size_t columns, const std::string& rest) {
-  return "\r[" + std::string(columns, '=') + std::string(75 - columns, ' ') + "]" + rest;
-}
-
 Program::Program(const Strings& words) {
   // All is made before the fork: the mirrors' threads may hold any lock.
   Strings command = words;
@@ -176,14 +172,18 @@ Installation::Installation()
         return std::string(mkdtemp(path));
       }()) {
   fs::current_path(scratch);
-  shell("rm -rf /opt/Quorvex/* /var/Quorvex/*");
-  shell("mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run /var/Quorvex/var/log " + bases);
-  writeFile("/opt/Quorvex/etc/qxav-ver", "2\n");
+  install(2);
 }
 
 Installation::~Installation() {
   fs::current_path("/");
   fs::remove_all(scratch);
+}
+
+void Installation::install(int version) {
+  shell("rm -rf /opt/Quorvex/* /var/Quorvex/*");
+  shell("mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run /var/Quorvex/var/log " + bases);
+  writeFile("/opt/Quorvex/etc/qxav-ver", std::to_string(version) + "\n");
 }
 
 void Installation::configure(const std::string& lines) {

@@ -43,9 +43,6 @@ class Case {
 // too few cells are failures.
 void eachCase(const std::string& name, const std::function<void(const Case&)>& test, Tree words = {});
 
-// The progress line of the console: so many columns filled, then `rest`.
-std::string barLine(std::size_t columns, const std::string& rest);
-
 // Standard output and error of a program, and its end: the exit status, or the
 // negative signal.
 struct Outcome {
@@ -78,6 +75,9 @@ class Installation : public testing::Test {
   Installation();
   ~Installation() override;
 
+  // Makes an empty installation in place of the one that is there; the version
+  // tells the format of its bases: 2 Kaspersky, 3 BitDefender.
+  void install(int version);
   // Writes the configuration; lines of "Key = value" replace the defaults.
   void configure(const std::string& lines);
   // Writes a script that stands in for a command first on PATH, and returns the
