@@ -1,5 +1,3 @@
-#include <cctype>
-
 #include "app/interrupt.h"
 #include "engines/bd/bd_updater.h"
 #include "engines/bd/utils.h"
@@ -7,24 +5,17 @@
 
 namespace {
 
-std::string digestOf(const std::string& contents) {
-  writeFile("digest", contents);
-  char digest[QX_UTILS::kDigestBytes];
-  QX_UTILS::md5sum("digest", digest);
-  return digest;
-}
-
-// An index of entries written "NAME:C", the contents one character (and "!" for
-// the digest in capitals), or any text without a colon as it is.
+// An index of entries written "NAME:CONTENTS", or any line without a colon as it
+// is.
 std::string index(const std::string& entries) {
   std::string text;
-  for (std::string entry : wordsOf(entries)) {
+  for (std::string entry : wordsOf(entries, ',')) {
     const std::size_t colon = entry.find(':');
     if (colon != std::string::npos) {
-      std::string digest = digestOf(entry.substr(colon + 1, 1));
-      if (entry.back() == '!')
-        for (char& c : digest) c = static_cast<char>(std::toupper(c));
-      entry = "+ " + digest + " " + entry.substr(0, colon) + " 10";
+      writeFile("contents", entry.substr(colon + 1));
+      char digest[QX_UTILS::kDigestBytes];
+      QX_UTILS::md5sum("contents", digest);
+      entry = std::string("+ ") + digest + " " + entry.substr(0, colon) + " 10";
     }
     text += entry + "\n";
   }
@@ -35,14 +26,9 @@ class BdParts : public Installation {
  protected:
   BdParts() {
     log.Start(nullptr);
-    configureUpdater(nullptr);
+    updater.setValues(&log, bases.c_str(), temp.c_str(), nullptr, 0, 0, nullptr, 0, nullptr, nullptr, 30, 0, 3, "m");
   }
   ~BdParts() override { DownCancelled = false; }
-
-  int configureUpdater(const char* backupPath) {
-    return updater.setValues(
-        &log, bases.c_str(), temp.c_str(), backupPath, 0, 0, nullptr, 0, nullptr, nullptr, 30, 0, 3, "m");
-  }
 
   QX_AVUpdateLog log{"log"};
   QX_BDUpdater updater;
@@ -63,14 +49,14 @@ TEST_F(BdParts, DigestsAgreeWithTheSystem) {
 
 TEST_F(BdParts, ReadsTheIndex) {
   eachCase("bd-indexes", [](const Case& c) {
-    writeFile("i", c["text"]);
+    writeFile("i", c.at("text"));
     std::vector<__QX_AvEntry> list(3);
     const int count = QX_BDUpdater::GetDownloadList("i", list);
     EXPECT_EQ(count, static_cast<int>(list.size()));
     EXPECT_EQ(QX_BDUpdater::GetDownloadList("/no/such", list), -1);
     std::string entries;
     for (const __QX_AvEntry& e : list) entries += e.fileName + " " + e.md5 + " " + std::to_string(e.size) + ";";
-    EXPECT_EQ(entries, c["entries"]);
+    EXPECT_EQ(entries, c.at("entries"));
   });
 }
 
@@ -79,21 +65,21 @@ TEST_F(BdParts, FetchesWhatDiffers) {
   std::int32_t total = -7;
   eachCase("bd-change-sets", [&](const Case& c) {
     Tree disk;
-    for (const std::string& file : wordsOf(c["disk"]))
+    for (const std::string& file : wordsOf(c.at("disk"), ','))
       disk[file.substr(0, file.find(':'))] = file.substr(file.find(':') + 1);
     writeTree(bases, disk);
     writeFile("log", "");
-    writeFile("new", index(c["downloaded"]));
-    writeFile("old", index(c["installed"]));
+    writeFile("new", index(c.at("downloaded")));
+    writeFile("old", index(c.at("installed")));
     changes.clear();
     total = -7;
-    const char* const old = c["installed"].empty() ? nullptr : "old";
-    EXPECT_EQ(std::to_string(updater.AddToDownload("new", old, changes, &total)), c["result"]);
+    const char* const old = c.at("installed").empty() ? nullptr : "old";
+    EXPECT_EQ(std::to_string(updater.AddToDownload("new", old, changes, &total)), c.at("result"));
     Strings names;
     for (const __QX_AvEntry& e : changes) names.push_back(e.fileName);
-    EXPECT_EQ(names, wordsOf(c["names"]));
-    EXPECT_EQ(total, c["result"] == "0" ? static_cast<int>(changes.size()) * 10 : -7);
-    EXPECT_EQ(readFile("log"), c["log"]);
+    EXPECT_EQ(names, wordsOf(c.at("names")));
+    EXPECT_EQ(total, c.at("result") == "0" ? static_cast<int>(changes.size()) * 10 : -7);
+    EXPECT_EQ(readFile("log"), c.at("log"));
   });
   total = -7;
   EXPECT_EQ(updater.AddToDownload("none", nullptr, changes, &total), -1);

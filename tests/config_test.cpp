@@ -23,8 +23,8 @@ TEST_F(IniReader, ReadsValues) {
   eachCase("ini-values", [this](const Case& c) {
     sym_delete_table(table);
     table = nullptr;
-    load(c["text"]);
-    EXPECT_EQ(value(c["key"]), c["value"]);
+    load(c.at("text"));
+    EXPECT_EQ(value(c.at("key")), c.at("value"));
   });
 }
 
@@ -38,7 +38,8 @@ TEST_F(IniReader, FindsFilesOnPath) {
   EXPECT_EQ(table->size, size);
 
   writeFile(scratch + "/other.conf", "[s]\nj=2");
-  const std::string path = std::getenv("PATH");
+  const char* const path = std::getenv("PATH");
+  const std::string kept = path != nullptr ? path : "";
   setenv("PATH", ("/no/such::" + scratch).c_str(), 1);
   ini_dyn_load(table, "other.conf");
   EXPECT_EQ(value("s:j"), "2");
@@ -48,7 +49,7 @@ TEST_F(IniReader, FindsFilesOnPath) {
   writeFile(scratch + "/third.conf", "[s]\ni=3");
   ini_dyn_load(table, (scratch + "/third.conf").c_str());
   EXPECT_EQ(value("s:i"), "(none)");
-  setenv("PATH", path.c_str(), 1);
+  setenv("PATH", kept.c_str(), 1);
 }
 
 TEST_F(IniReader, KeepsSymbolsInOrderOfNames) {

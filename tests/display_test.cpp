@@ -1,9 +1,5 @@
 #include "app/display.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-
 #include "app/interrupt.h"
 #include "app/progress.h"
 #include "tests/sandbox.h"
@@ -25,8 +21,8 @@ TEST(Display, ShowsDotsWithoutABar) {
 TEST(Display, MovesTheBar) {
   char bar[kBarBytes] = {};
   eachCase("bar-steps", [&bar](const Case& c) {
-    if (c["bar"] == "new") show(4, "m", 0, 0, bar);
-    EXPECT_EQ(show(8, "f", std::stol(c["total"]), std::stol(c["done"]), bar), c["line"]);
+    if (c.at("bar") == "new") show(4, "m", 0, 0, bar);
+    EXPECT_EQ(show(8, "f", std::stol(c.at("total")), std::stol(c.at("done")), bar), c.at("line"));
   });
 }
 

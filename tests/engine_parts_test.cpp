@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-
 #include <csignal>
-#include <cstdio>
 
 #include "app/interrupt.h"
 #include "engines/backup_place.h"
@@ -13,28 +10,27 @@
 
 namespace {
 
-TEST(ShellWord, ReachesACommandUnchanged) {
+class ShellWord : public Installation {};
+
+TEST_F(ShellWord, ReachesACommandUnchanged) {
   eachCase("shell-words", [](const Case& c) {
-    const std::string& value = c["value"];
-    std::FILE* const pipe = popen(("printf %s " + shellWord(value)).c_str(), "r");
-    char buffer[256] = "";
-    buffer[fread(buffer, 1, sizeof buffer - 1, pipe)] = '\0';
-    pclose(pipe);
-    EXPECT_EQ(buffer, value);
-    EXPECT_EQ(shellWord(value) == value, c["bare"] == "yes");
+    const std::string& value = c.at("value");
+    shell("printf %s " + shellWord(value) + " >word");
+    EXPECT_EQ(readFile("word"), value);
+    EXPECT_EQ(shellWord(value) == value, c.at("bare") == "yes");
   });
 }
 
 TEST(IndexName, StaysBelowItsDirectory) {
-  eachCase("index-names", [](const Case& c) { EXPECT_EQ(isSafeName(c["name"]), c["safe"] == "yes"); });
+  eachCase("index-names", [](const Case& c) { EXPECT_EQ(isSafeName(c.at("name")), c.at("safe") == "yes"); });
 }
 
 TEST(BackupPlace, IsNotAboveWhatItProtects) {
   shell("rm -rf /tmp/place && mkdir -p /tmp/place/a/b && ln -s a /tmp/place/link");
   eachCase("backup-places", [](const Case& c) {
-    const char* const place = c["backup"].c_str();
-    EXPECT_EQ(isBackupPlace(place, "/tmp/place/a", "/t", nullptr), c["allowed"] == "yes");
-    EXPECT_EQ(isBackupPlace(place, "/b", "/tmp/place/a/new", nullptr), c["allowed"] == "yes");
+    const char* const place = c.at("backup").c_str();
+    EXPECT_EQ(isBackupPlace(place, "/tmp/place/a", "/t", nullptr), c.at("allowed") == "yes");
+    EXPECT_EQ(isBackupPlace(place, "/b", "/tmp/place/a/new", nullptr), c.at("allowed") == "yes");
   });
   EXPECT_TRUE(isBackupPlace(nullptr, "/b", "/t", nullptr));
 }
@@ -42,10 +38,10 @@ TEST(BackupPlace, IsNotAboveWhatItProtects) {
 TEST(ServerList, NormalisesEntries) {
   eachCase("server-lists", [](const Case& c) {
     OwnedString servers[kMaxServers];
-    const int count = fillServers(servers, c["list"], c["https"] == "yes", nullptr);
+    const int count = fillServers(servers, c.at("list"), c.at("https") == "yes", nullptr);
     std::string joined;
     for (int i = 0; i < count; ++i) joined += (i == 0 ? "" : " ") + std::string(servers[i].get());
-    EXPECT_EQ(joined, c["servers"]);
+    EXPECT_EQ(joined, c.at("servers"));
   });
 }
 

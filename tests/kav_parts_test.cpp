@@ -32,36 +32,36 @@ class KavParts : public Installation {
 
 TEST_F(KavParts, ReadsTheIndex) {
   eachCase("kav-indexes", [](const Case& c) {
-    writeFile("i", c["text"]);
+    writeFile("i", c.at("text"));
     Strings list{"old"};
     const int count = QX_KAVUpdater::GetDownloadList("i", list);
     EXPECT_EQ(count, static_cast<int>(list.size()));
     EXPECT_EQ(QX_KAVUpdater::GetDownloadList("/no/such", list), -1);
     std::string entries;
     for (const std::string& entry : list) entries += entry + ";";
-    EXPECT_EQ(entries, c["entries"]);
+    EXPECT_EQ(entries, c.at("entries"));
   });
 }
 
 TEST_F(KavParts, ReadsFields) {
   eachCase("kav-entries", [](const Case& c) {
-    const char* const entry = c["entry"].c_str();
+    const char* const entry = c.at("entry").c_str();
     char name[QX_KAVUpdater::kFieldBytes] = "-", sign[QX_KAVUpdater::kFieldBytes] = "-";
-    EXPECT_EQ(QX_KAVUpdater::getFname(entry, name), c["name"] == "-" ? -1 : 0);
-    EXPECT_EQ(QX_KAVUpdater::getSign(entry, sign), c["signature"] == "-" ? -1 : 0);
-    EXPECT_EQ(name, c["name"]);
-    EXPECT_EQ(sign, c["signature"]);
-    EXPECT_EQ(std::to_string(QX_KAVUpdater::getSize(entry)), c["size"]);
+    EXPECT_EQ(QX_KAVUpdater::getFname(entry, name), c.at("name") == "-" ? -1 : 0);
+    EXPECT_EQ(QX_KAVUpdater::getSign(entry, sign), c.at("signature") == "-" ? -1 : 0);
+    EXPECT_EQ(name, c.at("name"));
+    EXPECT_EQ(sign, c.at("signature"));
+    EXPECT_EQ(std::to_string(QX_KAVUpdater::getSize(entry)), c.at("size"));
   });
 }
 
 TEST_F(KavParts, ReadsSignatureLines) {
   char line[QX_KAVUpdater::kSignatureLineBytes];
   eachCase("kav-signature-lines", [&line](const Case& c) {
-    writeFile("f", c["text"]);
+    writeFile("f", c.at("text"));
     line[0] = '-', line[1] = '\0';
-    EXPECT_EQ(QX_KAVUpdater::getFileSig("f", line), c["line"] == "-" ? -1 : 0);
-    EXPECT_EQ(line, c["line"]);
+    EXPECT_EQ(QX_KAVUpdater::getFileSig("f", line), c.at("line") == "-" ? -1 : 0);
+    EXPECT_EQ(line, c.at("line"));
   });
   EXPECT_EQ(QX_KAVUpdater::getFileSig(scratch.c_str(), line), -1) << "a directory";
 }
@@ -69,19 +69,19 @@ TEST_F(KavParts, ReadsSignatureLines) {
 TEST_F(KavParts, WorksOutTheChangeSet) {
   eachCase("kav-change-sets", [this](const Case& c) {
     shell("rm -rf " + bases + "/* && : >log");
-    for (const std::string& file : wordsOf(c["disk"]))
+    for (const std::string& file : wordsOf(c.at("disk")))
       writeFile(bases + "/" + file.substr(0, 1), file.size() > 2 ? signatureLine(file[2]) : "");
-    writeFile("new", index(c["downloaded"]));
-    writeFile("old", index(c["installed"]));
+    writeFile("new", index(c.at("downloaded")));
+    writeFile("old", index(c.at("installed")));
     std::vector<std::int32_t> sizes;
     Strings names, signatures;
     std::int32_t total = -7;
-    const char* const old = c["installed"].empty() ? nullptr : "old";
-    EXPECT_EQ(std::to_string(updater.addToDownload("new", old, sizes, names, signatures, &total)), c["result"]);
-    EXPECT_EQ(names, wordsOf(c["names"]));
+    const char* const old = c.at("installed").empty() ? nullptr : "old";
+    EXPECT_EQ(std::to_string(updater.addToDownload("new", old, sizes, names, signatures, &total)), c.at("result"));
+    EXPECT_EQ(names, wordsOf(c.at("names")));
     EXPECT_EQ(sizes.size() + signatures.size(), 2 * names.size());
-    EXPECT_EQ(std::to_string(total), c["total"]);
-    EXPECT_EQ(readFile("log"), c["log"]);
+    EXPECT_EQ(std::to_string(total), c.at("total"));
+    EXPECT_EQ(readFile("log"), c.at("log"));
   });
 }
 

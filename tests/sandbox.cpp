@@ -4,12 +4,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -49,9 +49,11 @@ void shell(const std::string& command) {
   if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
 }
 
-Strings wordsOf(const std::string& text) {
-  std::istringstream words(text);
-  return {std::istream_iterator<std::string>(words), {}};
+Strings wordsOf(const std::string& text, char between) {
+  std::istringstream stream(text);
+  Strings words;
+  for (std::string word; std::getline(stream, word, between);) words.push_back(word);
+  return words;
 }
 
 namespace {
@@ -80,14 +82,8 @@ std::string expand(const std::string& cell, const Tree& words) {
 }
 
 Strings cellsOf(const std::string& line) {
-  Strings cells;
-  for (std::size_t start = 0, end = 0; end != line.size(); start = end + 3) {
-    end = std::min(line.find(" | ", start), line.size());
-    const std::string cell = line.substr(start, end - start);
-    const std::size_t first = std::min(cell.find_first_not_of(' '), cell.size());
-    cells.push_back(cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
-  }
-  return cells;
+  static const std::regex between(" +\\| +");
+  return {std::sregex_token_iterator(line.begin(), line.end(), between, -1), {}};
 }
 
 }  // namespace
@@ -108,10 +104,10 @@ void eachCase(const std::string& name, const std::function<void(const Case&)>& t
       ++rows;
       const Strings texts = cellsOf(line);
       ASSERT_EQ(texts.size(), columns.size()) << "cells";
-      Tree cells;
+      Case cells;
       try {
         for (std::size_t i = 0; i < columns.size(); ++i) cells[columns[i]] = expand(texts[i], words);
-        test(Case(cells));
+        test(cells);
       } catch (const std::exception& error) {
         ADD_FAILURE() << error.what();
       }

@@ -22,18 +22,11 @@ bool exists(const std::string& path);
 // Runs a shell command that must succeed.
 void shell(const std::string& command);
 
-// The words of a text, which blanks part.
-Strings wordsOf(const std::string& text);
+// The words of a text, which a character parts.
+Strings wordsOf(const std::string& text, char between = ' ');
 
-// A row of a table of cases: its cells, by the names of their columns.
-class Case {
- public:
-  explicit Case(Tree cells) : cells_(std::move(cells)) {}
-  const std::string& operator[](const std::string& column) const { return cells_.at(column); }
-
- private:
-  Tree cells_;
-};
+// A row of a table of cases: the names of the columns -> its cells.
+using Case = std::map<std::string, std::string>;
 
 // Calls the test with every row of tests/cases/NAME.txt and shows the row when
 // it fails. The first comment "# A | B" names the columns; blanks around a cell

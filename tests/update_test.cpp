@@ -2,11 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
+#include <regex>
 
 #include "tests/mirror.h"
 #include "tests/sandbox.h"
@@ -16,8 +17,8 @@ namespace {
 class Update : public Installation {
  protected:
   // The tables of steps may use the console's and the log's texts by name.
-  Update() {
-    eachCase("texts", [this](const Case& c) { words[c["word"]] = c["text"]; });
+  Update() : words{{"mirror", mirror.address()}, {"other", other.address()}, {"scratch", scratch}} {
+    eachCase("texts", [this](const Case& c) { words[c.at("word")] = c.at("text"); });
   }
 
   // Begins with an empty installation for bases in a format, "kav" or "bd".
@@ -28,7 +29,6 @@ class Update : public Installation {
     configure("ServerList=" + mirror.address());
     shell("rm -rf mirror");
     mirror.serve(published = {});
-    known.clear();
     indexes = 0;
   }
 
@@ -36,8 +36,7 @@ class Update : public Installation {
   // 1 KiB of its letter (with the signature line, in the format that has one).
   void publish(const std::string& files) {
     Tree sources;
-    std::istringstream list(files);
-    for (std::string file; std::getline(list, file, ',');)
+    for (const std::string& file : wordsOf(files, ','))
       sources[file.substr(0, file.rfind(':'))] = std::string(format == "bd" ? 1024 : 964, file.back());
     writeTree("source", sources);
     shell(SOURCE_DIR "/scripts/publish-mirror " + format + " source mirror");
@@ -63,7 +62,7 @@ class Update : public Installation {
   // published, cut and held, else the body itself or, as "@FILE", the file's.
   void answer(Mirror& by, const std::string& text) {
     const std::size_t end = std::min(text.find(' '), text.size());
-    const std::string path = text.substr(0, end), how = text.substr(std::min(end + 1, text.size()));
+    const std::string path = text.substr(0, end), how = end < text.size() ? text.substr(end + 1) : "";
     Reply reply{how};
     if (how == "missing") reply.status = 404;
     if (how[0] == '@') reply.body = readFile(how.substr(1));
@@ -75,15 +74,15 @@ class Update : public Installation {
   }
 
   void run(const Strings& with = {}) {
-    std::ofstream(logFile, std::ios::trunc);
-    asked = mirror.requests().size();
+    writeFile(logFile, "");
+    mirror.takeRequests();
     take(runUpdatenow(with));
   }
 
   // Runs an update that is interrupted while it waits for a path of the mirror,
   // or for gunzip to end.
   void interrupt(const std::string& during, int signal) {
-    std::ofstream(logFile, std::ios::trunc);
+    writeFile(logFile, "");
     std::filesystem::remove("began");
     const std::string path = standIn("gunzip", ">began; sleep 0.3; sleep 0.3; exec /usr/bin/gunzip \"$@\"");
     Mirror own;
@@ -106,25 +105,14 @@ class Update : public Installation {
     EXPECT_EQ(console + log, "") << "not told of the run before";
     console = outcome.output;
     status = outcome.status;
-    log = readFile(logFile);
-    for (const Strings& text : {Strings{"updatenow:", "PID"}, {"LOG: Update started from server ", "TIME"}})
-      for (std::size_t at = 0; (at = log.find(text[0], at)) != std::string::npos;) {
-        at += text[0].size();
-        log.replace(at, log.find('\n', at) - at, text[1]);
-      }
+    log = std::regex_replace(readFile(logFile), std::regex("(updatenow:)[0-9]+"), "$1PID");
+    log = std::regex_replace(log, std::regex("(from server ).+"), "$1TIME");
     EXPECT_FALSE(exists(lockFile));
   }
 
   static void tell(std::string& untold, const std::string& text) {
     EXPECT_EQ(untold.substr(0, text.size()), text);
     untold.erase(0, text.size());
-  }
-
-  std::string requests() const {
-    std::string paths;
-    const Strings all = mirror.requests();
-    for (std::size_t i = asked; i < all.size(); ++i) paths += (i == asked ? "" : " ") + all[i];
-    return paths;
   }
 
   // Does the steps of a table one after the other. What a run shows and logs
@@ -147,12 +135,10 @@ class Update : public Installation {
         {"log", [this](const std::string& text) { tell(log, text); }},
         {"bases", [this](const std::string& text) { EXPECT_EQ(stateOf(bases), text); }},
         {"backup", [this](const std::string& text) { EXPECT_EQ(stateOf(backup), text); }},
-        {"asked for", [this](const std::string& text) { EXPECT_EQ(requests(), text); }},
+        {"asked for", [this](const std::string& text) { EXPECT_EQ(mirror.takeRequests(), wordsOf(text)); }},
     };
-    Tree places{{"mirror", mirror.address()}, {"other", other.address()}, {"scratch", scratch}};
-    places.insert(words.begin(), words.end());
     eachCase(
-        name, [&](const Case& c) { steps.at(c["step"])(c["text"]); }, places);
+        name, [&](const Case& c) { steps.at(c.at("step"))(c.at("text")); }, words);
     take({});
   }
 
@@ -161,7 +147,6 @@ class Update : public Installation {
   std::string format;
   Tree published, known;  // known: contents -> the letter or number they are written as
   int indexes = 0;
-  std::size_t asked = 0;  // requests before the run
   // Of the last run; console and log without what was told already.
   std::string console, log;
   int status = 0;
@@ -199,11 +184,11 @@ TEST_F(Update, RunsTheDocumentedWgetCommand) {
   const std::string path =
       standIn("wget", "{ printf '<%s> ' \"$@\"; echo; env | grep _proxy= | sort; } >>" + scratch + "/calls");
   eachCase("wget-commands", [&](const Case& c) {
-    start(c["format"]);
-    configure(c["settings"] + "\nServerList=m");
+    start(c.at("format"));
+    configure(c.at("settings") + "\nServerList=m");
     writeFile("calls", "");
     runUpdatenow({path});
-    EXPECT_EQ(readFile("calls"), c["arguments"] + " \n" + c["environment"]);
+    EXPECT_EQ(readFile("calls"), c.at("arguments") + " \n" + c.at("environment"));
   });
 }
 
@@ -211,11 +196,10 @@ TEST_F(Update, TellsWhyADownloadFailed) {
   start("bd");
   const std::string path = standIn("wget", "touch \"${10}\"; test -z \"$(cat wget.log)\" || cp wget.log \"$4\"");
   eachCase("wget-errors", [&](const Case& c) {
-    writeFile("wget.log", c["log"]);
+    writeFile("wget.log", c.at("log"));
     run({path});
-    const std::string& line = c["log"].empty() ? "LOG: Error downloading versions.dat" : c["message"];
-    tell(console, words["start"] + "\n***Err: " + c["message"] + "\n" + words["failure"]);
-    tell(log, words["lock"] + "LOG: Update started from server TIME\n\n" + line +
+    tell(console, words["start"] + "\n***Err: " + c.at("shown") + "\n" + words["failure"]);
+    tell(log, words["lock"] + "LOG: Update started from server TIME\n\n" + c.at("logged") +
                   "\nLOG: Error downloading versions.dat\n" + words["unlock"]);
   });
   take({});
