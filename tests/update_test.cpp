@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <regex>
@@ -261,18 +260,15 @@ TEST_F(Update, TrustsCertificatesAsWgetDoes) {
 TEST_F(Update, PassesAProxyThatAsksForAPassword) {
   start("kav");
   publish("a:a");
-  int port = 18888;
-  do {
-    ASSERT_LT(++port, 18988);
-    writeFile("proxy.conf", "Listen 127.0.0.1\nBasicAuth user pass-word\nPidFile \"" + scratch +
-                                "/proxy.pid\"\nLogFile \"" + scratch + "/proxy.log\"\nPort " + std::to_string(port) +
-                                "\n");
-  } while (std::system("tinyproxy -c proxy.conf >proxy.out 2>&1") != 0);
+  const std::string port = Mirror().address().substr(10);  // a free one
+  writeFile("proxy.conf", "Listen 127.0.0.1\nBasicAuth user pass-word\nPidFile \"" + scratch +
+                              "/proxy.pid\"\nLogFile \"" + scratch + "/proxy.log\"\nPort " + port + "\n");
+  shell("tinyproxy -c proxy.conf >proxy.out 2>&1; timeout 20 sh -c 'until test -s proxy.pid; do sleep 0.01; done'");
   const std::string through =
       "ServerList=" + mirror.address() + "\nUseProxy=1\nProxyServer=127.0.0.1\nProxyAuth=1\nProxyUser=user\nProxyPort=";
-  configure(through + std::to_string(port) + "\nProxyPass=word");
+  configure(through + port + "\nProxyPass=word");
   EXPECT_EQ(runUpdatenow().output, words["start"] + "\nUpdate done\n" + words["failure"]);
-  configure(through + std::to_string(port) + "\nProxyPass=pass-word");
+  configure(through + port + "\nProxyPass=pass-word");
   runUpdatenow();
   shell("kill $(cat proxy.pid)");
   EXPECT_EQ(stateOf(bases), "a:a,avp.klb:1");
