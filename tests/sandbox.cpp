@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -81,9 +80,12 @@ std::string expand(const std::string& cell, const Tree& words) {
   return cell.substr(0, at) + text + expand(cell.substr(at + length), words);
 }
 
-Strings cellsOf(const std::string& line) {
-  static const std::regex between(" +\\| +");
-  return {std::sregex_token_iterator(line.begin(), line.end(), between, -1), {}};
+Strings cellsOf(std::string line) {
+  Strings cells;
+  for (std::size_t at = 0; (at = line.find(" | ")) != std::string::npos; line.erase(0, at + 3))
+    cells.push_back(line.substr(0, at));
+  cells.push_back(line);
+  return cells;
 }
 
 }  // namespace

@@ -29,11 +29,10 @@ Strings wordsOf(const std::string& text, char between = ' ');
 using Case = std::map<std::string, std::string>;
 
 // Calls the test with every row of tests/cases/NAME.txt and shows the row when
-// it fails. The first comment "# A | B" names the columns; blanks around a cell
-// do not count. In a cell \n, \r, \t, \\ and \xHH are escapes, {3*ab} is
-// "ababab", {} nothing, and {WORD} one of `words` or of the file's own, which
-// lines "WORD := TEXT" define. A file without rows and a row with too many or
-// too few cells are failures.
+// it fails. The first comment "# A | B" names the columns. In a cell \n, \r, \t,
+// \\ and \xHH are escapes, {3*ab} is "ababab", {} nothing, and {WORD} one of
+// `words` or of the file's own, which lines "WORD := TEXT" define. A file without
+// rows and a row with too many or too few cells are failures.
 void eachCase(const std::string& name, const std::function<void(const Case&)>& test, Tree words = {});
 
 // Standard output and error of a program, and its end: the exit status, or the
