@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,10 +18,7 @@ int main(int argc, char** argv) {
     // The flags were taken out of argv; they travel in the environment.
     setenv("GTEST_FILTER", testing::GTEST_FLAG(filter).c_str(), 1);
     std::string script = SOURCE_DIR "/scripts/private-root";
-    std::string self = "/proc/self/exe";
-    char path[4096];
-    const ssize_t length = readlink(self.c_str(), path, sizeof path);
-    self.assign(path, length > 0 ? static_cast<std::size_t>(length) : 0);
+    std::string self = std::filesystem::read_symlink("/proc/self/exe");
     std::vector<char*> arguments{script.data(), self.data(), nullptr};
     execv(script.c_str(), arguments.data());
     std::perror(script.c_str());

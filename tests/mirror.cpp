@@ -8,12 +8,13 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 struct Mirror::State {
   mutable std::mutex mutex;
   std::condition_variable changed;
   std::map<std::string, Reply> replies;
-  std::vector<std::string> requests;
+  Strings requests;
   std::string credentials;
   bool released = false;
   std::unique_ptr<httplib::Server> server;
@@ -81,9 +82,9 @@ void Mirror::answer(const std::string& path, const Reply& reply) {
   state_->replies[path] = reply;
 }
 
-std::vector<std::string> Mirror::requests() const {
+Strings Mirror::takeRequests() {
   const std::lock_guard<std::mutex> lock(state_->mutex);
-  return state_->requests;
+  return std::exchange(state_->requests, {});
 }
 
 std::string Mirror::proxyCredentials() const {

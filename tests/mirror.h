@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "tests/sandbox.h"
 
@@ -34,8 +33,8 @@ class Mirror {
   // Answers one path in a way of its own.
   void answer(const std::string& path, const Reply& reply);
 
-  // The paths asked for so far.
-  std::vector<std::string> requests() const;
+  // The paths asked for since the last call.
+  Strings takeRequests();
   // What the last request told a proxy about its user.
   std::string proxyCredentials() const;
   // Waits until the path was asked for; false after 20 seconds.

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -47,8 +48,74 @@ void shell(const std::string& command) {
   if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
 }
 
-std::string barLine(std::size_t columns, const std::string& rest) {
-  return "\r[" + std::string(columns, '=') + std::string(75 - columns, ' ') + "]" + rest;
+Strings wordsOf(const std::string& text, char between) {
+  std::istringstream stream(text);
+  Strings words;
+  for (std::string word; std::getline(stream, word, between);) words.push_back(word);
+  return words;
+}
+
+namespace {
+
+std::string expand(const std::string& cell, const Tree& words) {
+  const std::size_t at = cell.find_first_of("\\{");
+  if (at == std::string::npos) return cell;
+  std::string text;
+  std::size_t length = 2;  // of what stands in the cell for the text
+  if (cell[at] == '\\' && cell.at(at + 1) == 'x') {
+    length = 4;
+    text = static_cast<char>(std::stoi(cell.substr(at + 2, 2), nullptr, 16));
+  } else if (cell[at] == '\\') {
+    const Tree escapes{{"n", "\n"}, {"r", "\r"}, {"t", "\t"}, {"\\", "\\"}};
+    text = escapes.at(cell.substr(at + 1, 1));
+  } else {
+    const std::string word = cell.substr(at + 1, cell.find('}', at) - at - 1);
+    const std::size_t star = word.find('*');
+    length = word.size() + 2;
+    if (star == std::string::npos)
+      text = word.empty() ? "" : words.at(word);
+    else
+      for (int times = std::stoi(word); times > 0; --times) text += expand(word.substr(star + 1), words);
+  }
+  return cell.substr(0, at) + text + expand(cell.substr(at + length), words);
+}
+
+Strings cellsOf(std::string line) {
+  Strings cells;
+  for (std::size_t at = 0; (at = line.find(" | ")) != std::string::npos; line.erase(0, at + 3))
+    cells.push_back(line.substr(0, at));
+  cells.push_back(line);
+  return cells;
+}
+
+}  // namespace
+
+void eachCase(const std::string& name, const std::function<void(const Case&)>& test, Tree words) {
+  const std::string path = SOURCE_DIR "/tests/cases/" + name + ".txt";
+  std::ifstream file(path);
+  Strings columns;
+  int rows = 0, number = 0;
+  for (std::string line; std::getline(file, line);) {
+    const testing::ScopedTrace trace(path.c_str(), ++number, line);
+    const std::size_t defines = line.find(" := ");
+    if (columns.empty() && line.find(" | ") != std::string::npos) {
+      columns = cellsOf(line.substr(2));
+    } else if (defines != std::string::npos) {
+      words[line.substr(0, defines)] = expand(line.substr(defines + 4), words);
+    } else if (!line.empty() && line[0] != '#') {
+      ++rows;
+      const Strings texts = cellsOf(line);
+      ASSERT_EQ(texts.size(), columns.size()) << "cells";
+      Case cells;
+      try {
+        for (std::size_t i = 0; i < columns.size(); ++i) cells[columns[i]] = expand(texts[i], words);
+        test(cells);
+      } catch (const std::exception& error) {
+        ADD_FAILURE() << error.what();
+      }
+    }
+  }
+  ASSERT_GT(rows, 0) << "no cases in " << path;
 }
 
 Program::Program(const Strings& words) {
@@ -103,14 +170,19 @@ Installation::Installation()
         return std::string(mkdtemp(path));
       }()) {
   fs::current_path(scratch);
-  shell("rm -rf /opt/Quorvex/* /var/Quorvex/*");
-  shell("mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run /var/Quorvex/var/log " + bases);
-  writeFile("/opt/Quorvex/etc/qxav-ver", "2\n");
+  install(2);
 }
 
 Installation::~Installation() {
   fs::current_path("/");
-  fs::remove_all(scratch);
+  std::error_code ignored;  // a proxy that is just ending may still write there
+  fs::remove_all(scratch, ignored);
+}
+
+void Installation::install(int version) {
+  shell("rm -rf /opt/Quorvex/* /var/Quorvex/*");
+  shell("mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run /var/Quorvex/var/log " + bases);
+  writeFile("/opt/Quorvex/etc/qxav-ver", std::to_string(version) + "\n");
 }
 
 void Installation::configure(const std::string& lines) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,8 +22,18 @@ bool exists(const std::string& path);
 // Runs a shell command that must succeed.
 void shell(const std::string& command);
 
-// The progress line of the console: so many columns filled, then `rest`.
-std::string barLine(std::size_t columns, const std::string& rest);
+// The words of a text, which a character parts.
+Strings wordsOf(const std::string& text, char between = ' ');
+
+// A row of a table of cases: the names of the columns -> its cells.
+using Case = std::map<std::string, std::string>;
+
+// Calls the test with every row of tests/cases/NAME.txt and shows the row when
+// it fails. The first comment "# A | B" names the columns. In a cell \n, \r, \t,
+// \\ and \xHH are escapes, {3*ab} is "ababab", {} nothing, and {WORD} one of
+// `words` or of the file's own, which lines "WORD := TEXT" define. A file without
+// rows and a row with too many or too few cells are failures.
+void eachCase(const std::string& name, const std::function<void(const Case&)>& test, Tree words = {});
 
 // Standard output and error of a program, and its end: the exit status, or the
 // negative signal.
@@ -56,6 +67,9 @@ class Installation : public testing::Test {
   Installation();
   ~Installation() override;
 
+  // Makes an empty installation in place of the one that is there; the version
+  // tells the format of its bases: 2 Kaspersky, 3 BitDefender.
+  void install(int version);
   // Writes the configuration; lines of "Key = value" replace the defaults.
   void configure(const std::string& lines);
   // Writes a script that stands in for a command first on PATH, and returns the
