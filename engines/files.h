@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 inline bool fileExists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
@@ -19,4 +21,10 @@ inline bool hasContents(const std::string& path) {
 inline bool isSymbolicLink(const std::string& path) {
   struct stat status = {};
   return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// True for a directory that can be read and holds nothing.
+inline bool isEmptyDirectory(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error) && std::filesystem::is_empty(path, error);
 }

@@ -207,14 +207,14 @@ void QX_BDUpdater::undoInstallation(Attempt& attempt, const std::string& message
   reportError(message);
   // The index is the old one still, and the backup may be incomplete.
   setIndexAside(attempt.installedIndex);
-  bool restored = RevertCurrentBackup() == 0;
-  if (!restored && !baseCreated) {
+  bool restored = RevertCurrentBackup() == 0 || baseCreated || isEmptyDirectory(backupPath.get());
+  if (!restored) {
     // On a full disk what came in takes the place of what shall come back.
     for (const __QX_AvEntry& entry : attempt.changes) unlink(installedPath(entry.fileName).c_str());
     restored = RevertCurrentBackup() == 0;
   }
   putIndexBack(attempt.installedIndex);
-  if (restored || baseCreated) return;
+  if (restored) return;
   writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
   keepBackup = true;
 }
