@@ -10,7 +10,8 @@ namespace {
 
 fs::path resolved(const char* path) {
   std::error_code error;
-  const fs::path real = fs::weakly_canonical(fs::absolute(path), error);
+  const fs::path absolute = fs::absolute(path, error);
+  const fs::path real = error ? absolute : fs::weakly_canonical(absolute, error);
   const fs::path normal = (error ? fs::path(path) : real).lexically_normal();
   return normal.has_filename() ? normal : normal.parent_path();  // no final slash
 }

@@ -1,5 +1,6 @@
 // Any server list gives URLs, and any of them reaches a command as it is.
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -27,7 +28,8 @@ std::string echoed(const std::string& word) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size > 4096) return 0;
   // The text ends at its first NUL, as every configured value does.
-  const std::string text(std::string(reinterpret_cast<const char*>(data), size).c_str());
+  std::string text(reinterpret_cast<const char*>(data), size);
+  text.resize(std::min(text.find('\0'), text.size()));
   require(echoed(shellWord(text)) == text, "a word reaches a command unchanged");
 
   const bool https = size % 2 != 0;

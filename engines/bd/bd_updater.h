@@ -153,6 +153,7 @@ class QX_BDUpdater {
   void installFiles(Attempt& attempt);
   void installIndex(Attempt& attempt);
   void undoInstallation(Attempt& attempt, const std::string& message);
+  bool restoreBackup(const Attempt& attempt);
 
   std::string downloadedPath(const std::string& name) const;  // its path below tempPath
   std::string installedPath(const std::string& name) const;   // its path below basePath

@@ -34,6 +34,7 @@ struct QX_BDUpdater::Attempt {
   std::string installedIndex;
   std::vector<__QX_AvEntry> changes = {};
   bool ok = false;  // every step so far has succeeded
+  bool backupIsWhole = false;
   bool cancelled = false;
 };
 
@@ -163,7 +164,9 @@ void QX_BDUpdater::downloadFiles(Attempt& attempt) {
 void QX_BDUpdater::backUp(Attempt& attempt) {
   if (baseCreated) return;
   writeLog(log, "LOG: Getting backup of current av database at %s\n", backupPath.get());
-  if (GetCurrentAVBackup() >= 0) return;
+  const int status = GetCurrentAVBackup();
+  attempt.backupIsWhole = status == 0;
+  if (status >= 0) return;
   attempt.ok = false;
   reportError(std::string("Error installing AV Database!") +
               (backupConfigured ? " Can not get AV Backup." : ""));
@@ -183,6 +186,8 @@ void QX_BDUpdater::installFiles(Attempt& attempt) {
     char digest[QX_UTILS::kDigestBytes] = {};
     if (QX_UTILS::md5sum(installed.c_str(), digest) != kDone || entry.md5 != digest) {
       writeLog(log, "LOG: md5sum mismatch for %s\n", installed.c_str());
+      // If it is new, nothing would ever replace it.
+      if (attempt.backupIsWhole || baseCreated) unlink(installed.c_str());
       return undoInstallation(attempt, "md5sum mismatch for " + installed);
     }
     writeLog(log, "Installed %s\n", name.c_str());
@@ -205,18 +210,29 @@ void QX_BDUpdater::installIndex(Attempt& attempt) {
 void QX_BDUpdater::undoInstallation(Attempt& attempt, const std::string& message) {
   attempt.ok = false;
   reportError(message);
-  // The index is the old one still, and the backup may be incomplete.
+  if (restoreBackup(attempt)) return;
+  writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
+  keepBackup = attempt.backupIsWhole;
+}
+
+// An incomplete backup is not copied back: its cut files would replace whole
+// ones. The old index stays as it is, so that the next run mends by it.
+bool QX_BDUpdater::restoreBackup(const Attempt& attempt) {
+  if (!attempt.backupIsWhole && !baseCreated) return false;
   setIndexAside(attempt.installedIndex);
   bool restored = RevertCurrentBackup() == 0 || baseCreated || isEmptyDirectory(backupPath.get());
   if (!restored) {
     // On a full disk what came in takes the place of what shall come back.
-    for (const __QX_AvEntry& entry : attempt.changes) unlink(installedPath(entry.fileName).c_str());
+    for (const __QX_AvEntry& entry : attempt.changes) {
+      const std::string plain = entry.fileName.substr(0, entry.fileName.rfind(".gzip"));
+      unlink(installedPath(entry.fileName).c_str());
+      if (!fileExists(std::string(backupPath.get()) + "/" + plain))
+        unlink(installedPath(plain).c_str());
+    }
     restored = RevertCurrentBackup() == 0;
   }
   putIndexBack(attempt.installedIndex);
-  if (restored) return;
-  writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
-  keepBackup = true;
+  return restored;
 }
 
 std::string QX_BDUpdater::downloadedPath(const std::string& name) const {
