@@ -33,6 +33,7 @@ TEST(BackupPlace, IsNotAboveWhatItProtects) {
     EXPECT_EQ(isBackupPlace(place, "/b", "/tmp/place/a/new", nullptr), c.at("allowed") == "yes");
   });
   EXPECT_TRUE(isBackupPlace(nullptr, "/b", "/t", nullptr));
+  shell("rm -r /tmp/place");
 }
 
 TEST(ServerList, NormalisesEntries) {
