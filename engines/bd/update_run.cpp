@@ -18,6 +18,11 @@ namespace {
 
 constexpr int kNoDirectories = -4;
 
+// What gunzip makes of a change set's name or path.
+std::string decompressedName(const std::string& compressed) {
+  return compressed.substr(0, compressed.rfind(".gzip"));
+}
+
 // An index that lists nothing was left by a full disk or a kill. It counts as
 // none: compared with it, no file that is there would ever be fetched again.
 bool listsAnything(const std::string& index) {
@@ -176,7 +181,7 @@ void QX_BDUpdater::installFiles(Attempt& attempt) {
   for (const __QX_AvEntry& entry : attempt.changes) {
     const std::string& name = entry.fileName;
     const std::string staged = installedPath(name);
-    const std::string installed = staged.substr(0, staged.rfind(".gzip"));
+    const std::string installed = decompressedName(staged);
     if (copyFile(downloadedPath(name), staged) < 0 ||
         runInstallation("gunzip -S .gzip -f " + shellWord(staged) + kQuietly) < 0) {
       writeLog(log, "Error installing %s\n", name.c_str());
@@ -224,7 +229,7 @@ bool QX_BDUpdater::restoreBackup(const Attempt& attempt) {
   if (!restored) {
     // On a full disk what came in takes the place of what shall come back.
     for (const __QX_AvEntry& entry : attempt.changes) {
-      const std::string plain = entry.fileName.substr(0, entry.fileName.rfind(".gzip"));
+      const std::string plain = decompressedName(entry.fileName);
       unlink(installedPath(entry.fileName).c_str());
       if (!fileExists(std::string(backupPath.get()) + "/" + plain))
         unlink(installedPath(plain).c_str());
