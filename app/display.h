@@ -19,5 +19,5 @@ int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t 
 std::int32_t percentDone(std::int64_t total, std::int64_t done);
 
 // Lengthens the bar in the buffer to three quarters of `percent` columns, 75 at
-// most; it never shrinks, and a negative percentage fills it.
+// most; it never shrinks. Three quarters that are negative fill it; those of -1 are 0.
 void lengthenBar(char* bar, std::int32_t percent);

@@ -70,9 +70,9 @@ bool readLine(std::FILE* file, std::size_t room, std::string& line) {
 // way to the next line.
 void joinContinuations(std::FILE* file, std::string& line) {
   while (line.size() < kLineMax && !line.empty() && line.back() == '-') {
-    line.pop_back();
     std::string next;
-    if (!readLine(file, kLineMax - line.size(), next)) return;
+    if (!readLine(file, kLineMax - (line.size() - 1), next)) return;
+    line.pop_back();
     line += next;
   }
 }
@@ -227,9 +227,9 @@ SymbolTable* ini_dyn_load(SymbolTable* table, const char* file) {
   try {
     const std::string path = locate(file);
     if (path.empty()) return table;
+    storeFileSymbols(table, file, path);
     const File stream(std::fopen(path.c_str(), "re"));
     if (stream == nullptr) return table;
-    storeFileSymbols(table, file, path);
     const OwnedTable environment = environmentTable();
     readEntries(stream.get(), table, *environment);
     sym_sort_table(table);

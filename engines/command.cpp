@@ -15,8 +15,11 @@ namespace {
 
 constexpr useconds_t kPollPauseUs = 250;
 
-void speakEnglish() {
-  setenv("LC_ALL", "C", 1);
+// Once, before the first command.
+void prepareEnvironment() {
+  static const bool prepared =
+      setenv("LC_ALL", "C", 1) == 0 && unsetenv("POSIXLY_CORRECT") == 0 && unsetenv("GZIP") == 0;
+  (void)prepared;
 }
 
 // The output of a command; reaps the command at the latest when it goes.
@@ -75,7 +78,7 @@ class SignalsHeld {
 }  // namespace
 
 CommandEnd runDownload(const std::string& command) {
-  speakEnglish();
+  prepareEnvironment();
   CommandPipe pipe(command);
   if (!pipe.isOpen()) return {false, -1};
   pipe.drain();
@@ -86,7 +89,7 @@ CommandEnd runDownload(const std::string& command) {
 // block alone would not reach it, since shells clear it for their children. And
 // SIGINT is not ignored here meanwhile: one that is pending would be lost.
 int runInstallation(const std::string& command) {
-  speakEnglish();
+  prepareEnvironment();
   const SignalsHeld held;
   const pid_t pid = fork();
   if (pid < 0) return -1;

@@ -1,7 +1,8 @@
 // External commands, run through the shell one at a time.
 //
 // Every command finds LC_ALL=C in its environment, since failures are told from
-// wget's English messages.
+// wget's English messages, and neither POSIXLY_CORRECT, for which wget would ignore
+// options behind the address, nor GZIP, whose options gunzip would obey.
 #pragma once
 
 #include <string>

@@ -9,8 +9,7 @@ int copyFile(const std::string& from, const std::string& to) {
 }
 
 int copyTree(const std::string& from, const std::string& to) {
-  const bool intoOrLinked = fileExists(to) || isSymbolicLink(from);
-  const std::string source = intoOrLinked ? from + "/." : from;
+  const std::string source = isMountPoint(to) || isSymbolicLink(from) ? from + "/." : from;
   return runInstallation("cp -prf " + shellWord(source) + " " + shellWord(to) + kQuietly);
 }
 

@@ -8,9 +8,9 @@
 // cp -pf: replaces the file `to`.
 int copyFile(const std::string& from, const std::string& to);
 
-// cp -prf: makes `to` a copy of the directory. When `to` exists, as a mount point
-// that cannot be removed for instance, the contents are copied into it; a
-// symbolic link `from` stands for the directory that it leads to.
+// cp -prf: makes `to`, which does not exist, a copy of the directory. Into a mount
+// point, which cannot be removed, the contents are copied; a symbolic link `from`
+// stands for the directory that it leads to.
 int copyTree(const std::string& from, const std::string& to);
 
 // rm -rf

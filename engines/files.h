@@ -1,30 +1,34 @@
-// Questions to the file system that both engines ask.
+// Open files, and questions to the file system.
 #pragma once
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
+#include <cstdio>
+#include <memory>
 #include <string>
-#include <system_error>
 
-inline bool fileExists(const std::string& path) {
-  return access(path.c_str(), F_OK) == 0;
-}
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+// A file opened for reading, closed on exec; null when that fails.
+File openToRead(const std::string& path);
+
+bool fileExists(const std::string& path);
 
 // False for a missing file and for one without contents.
-inline bool hasContents(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && status.st_size > 0;
-}
+bool hasContents(const std::string& path);
 
-inline bool isSymbolicLink(const std::string& path) {
-  struct stat status = {};
-  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
-}
+// Whether two files can be read and have the same bytes.
+[[nodiscard]] bool hasSameContents(const std::string& a, const std::string& b);
+
+bool isSymbolicLink(const std::string& path);
 
 // True for a directory that can be read and holds nothing.
-inline bool isEmptyDirectory(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::is_directory(path, error) && std::filesystem::is_empty(path, error);
-}
+bool isEmptyDirectory(const std::string& path);
+
+// Whether another file system, or a part of one, is mounted there.
+bool isMountPoint(const std::string& path);
+
+// Brings everything that was written to the file system of a directory onto the
+// disk. Whether that worked.
+[[nodiscard]] bool syncFileSystem(const std::string& directory);

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
+
+#include "engines/index_set_aside.h"
 
 namespace {
 
@@ -9,26 +12,47 @@ bool isControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-// Whether one of the name's components is the given one.
-bool hasComponent(std::string_view name, std::string_view wanted) {
+std::vector<std::string_view> componentsOf(std::string_view name) {
+  std::vector<std::string_view> components;
   for (;;) {
     const std::size_t slash = name.find('/');
-    if (name.substr(0, slash) == wanted) return true;
-    if (slash == std::string_view::npos) return false;
+    components.push_back(name.substr(0, slash));
+    if (slash == std::string_view::npos) return components;
     name.remove_prefix(slash + 1);
   }
 }
 
-}  // namespace
-
-bool isSafeName(std::string_view name) {
-  const bool isAbsolute = !name.empty() && name.front() == '/';
-  return !isAbsolute && !hasComponent(name, "..") &&
-         std::none_of(name.begin(), name.end(), isControl);
+bool holds(const std::vector<std::string_view>& components, std::string_view wanted) {
+  return std::find(components.begin(), components.end(), wanted) != components.end();
 }
 
-bool isPlainName(std::string_view name) {
-  return isSafeName(name) && !hasComponent(name, ".") && !hasComponent(name, "");
+// The name without the components that lead nowhere.
+std::string normalised(std::string_view name) {
+  std::string normal;
+  for (const std::string_view component : componentsOf(name))
+    if (!component.empty() && component != ".")
+      normal.append(normal.empty() ? "" : "/").append(component);
+  return normal;
+}
+
+}  // namespace
+
+bool isSafeName(std::string_view name, const std::string& index) {
+  if (!name.empty() && name.front() == '/') return false;
+  if (holds(componentsOf(name), "..") || std::any_of(name.begin(), name.end(), isControl))
+    return false;
+  const std::string normal = normalised(name);
+  return normal != index && normal != waitingName(index);
+}
+
+bool isPlainName(std::string_view name, const std::string& index) {
+  return isSafeName(name, index) && !name.empty() && normalised(name) == name;
+}
+
+std::string printableName(std::string_view name) {
+  std::string printable(name);
+  std::replace_if(printable.begin(), printable.end(), isControl, '?');
+  return printable;
 }
 
 IndexName::IndexName(std::string_view text) : text_(text) {

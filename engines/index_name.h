@@ -2,16 +2,22 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
-// Whether a name stays below the directory that it is joined to: it is not
-// absolute and holds neither a ".." component nor a control character. An index
-// comes over plain HTTP: it may never write or delete outside the database.
-bool isSafeName(std::string_view name);
+// Whether a name stays below the directory that it is joined to and stands for a
+// file of the database: it is not absolute, holds neither a ".." component nor a
+// control character, and is neither the index's own name nor the one under which the
+// index waits, however that is written. An index comes over plain HTTP: it may never
+// write or delete anything else.
+bool isSafeName(std::string_view name, const std::string& index);
 
 // Whether a name is safe and written in the one usual way: it is not empty and
 // has no "." or empty component, so another name stands for another file.
-bool isPlainName(std::string_view name);
+bool isPlainName(std::string_view name, const std::string& index);
+
+// A refused name for the log: '?' for each control character.
+std::string printableName(std::string_view name);
 
 // A listed name, ready to be compared with very many others: their last bytes,
 // in which the names of a database differ, before all of them. A view; the text

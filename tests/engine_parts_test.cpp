@@ -1,9 +1,9 @@
 #include <csignal>
 
 #include "app/interrupt.h"
-#include "engines/backup_place.h"
 #include "engines/command.h"
 #include "engines/index_name.h"
+#include "engines/places.h"
 #include "engines/server_list.h"
 #include "engines/shell_word.h"
 #include "tests/sandbox.h"
@@ -22,18 +22,21 @@ TEST_F(ShellWord, ReachesACommandUnchanged) {
 }
 
 TEST(IndexName, StaysBelowItsDirectory) {
-  eachCase("index-names", [](const Case& c) { EXPECT_EQ(isSafeName(c.at("name")), c.at("safe") == "yes"); });
+  eachCase("index-names", [](const Case& c) { EXPECT_EQ(isSafeName(c.at("name"), "avp.klb"), c.at("safe") == "yes"); });
 }
 
-TEST(BackupPlace, IsNotAboveWhatItProtects) {
-  shell("rm -rf /tmp/place && mkdir -p /tmp/place/a/b && ln -s a /tmp/place/link");
-  eachCase("backup-places", [](const Case& c) {
-    const char* const place = c.at("backup").c_str();
-    EXPECT_EQ(isBackupPlace(place, "/tmp/place/a", "/t", nullptr), c.at("allowed") == "yes");
-    EXPECT_EQ(isBackupPlace(place, "/b", "/tmp/place/a/new", nullptr), c.at("allowed") == "yes");
+class Places : public Installation {};
+
+TEST_F(Places, DoNotLieInEachOther) {
+  shell("mkdir -p base/sub temp && ln -s base link");
+  QX_AVUpdateLog log("log");
+  log.Start(nullptr);
+  eachCase("places", [&](const Case& c) {
+    writeFile("log", "");
+    const std::string& refused = c.at("refused");
+    EXPECT_EQ(arePlacesApart(c.at("base"), c.at("temp"), c.at("backup"), "LOG: ", &log), refused.empty());
+    EXPECT_EQ(readFile("log"), refused.empty() ? "" : "LOG: " + refused + "\n");
   });
-  EXPECT_TRUE(isBackupPlace(nullptr, "/b", "/t", nullptr));
-  shell("rm -r /tmp/place");
 }
 
 TEST(ServerList, NormalisesEntries) {

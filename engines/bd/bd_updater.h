@@ -3,12 +3,15 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "app/progress.h"
+#include "engines/backup.h"
 #include "engines/bd/av_entry.h"
 #include "engines/index_name.h"
+#include "engines/index_set_aside.h"
 #include "engines/owned_string.h"
 #include "engines/server_list.h"
 #include "update/update_log.h"
@@ -45,10 +48,9 @@ class QX_BDUpdater {
   // `timeout` is in seconds, at least 5; `retries` are the tries per download,
   // 2 to 5.
   //
-  // Returns 0; -1 when a value is missing or the backup directory is or holds
-  // one of the other two (the object is untouched then), when the temp directory cannot be made or
-  // memory runs out; -3 when the list holds no usable server. After the last ones the object
-  // refuses to run.
+  // Returns 0; -1 when a value is missing (the object is untouched then), when the
+  // temp directory cannot be made or memory runs out; -3 when the list holds no
+  // usable server. After the last ones the object refuses to run.
   int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
                 const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
@@ -64,8 +66,9 @@ class QX_BDUpdater {
   // Makes the working directories, tries the servers in turn until one attempt
   // completes, and removes the directories. Returns 0 when one completed, which
   // its own failures after the downloads began do not change; 2 when the run
-  // was cancelled; -1 when no attempt completed or the object is not configured;
-  // -4 when the directories could not be made.
+  // was cancelled; -1 when no attempt completed, the object is not configured or
+  // directories lie in each other that must not; -4 when the directories could not
+  // be made.
   int updateNow();
 
   // Runs one attempt: index, change set, downloads, backup, installation with
@@ -88,13 +91,12 @@ class QX_BDUpdater {
 
   // Makes a missing base directory, and the working directory, which becomes
   // tempPath, and chooses a backup directory when none is configured. Returns 0,
-  // or -1 after a line in the log.
+  // or -1 after a line in the log; -1 without settings.
   int MakeDirs();
 
   // Removes what MakeDirs() and the run have made; harmless when repeated. A
-  // configured backup stays, without Plugins/cache.000, and so does one that
-  // could not be restored. Returns the status of
-  // the last removal.
+  // configured backup stays, without Plugins/cache.000, and so does one that could
+  // not be restored. Returns the status of the last removal, 0 without settings.
   int RemoveDirs();
 
   // Copies the bases to the backup directory, in place of an older copy. Returns
@@ -141,19 +143,24 @@ class QX_BDUpdater {
     IndexName name;
     const __QX_AvEntry* entry;
   };
-  bool wantedByIndex(const __QX_AvEntry& entry, const std::vector<Installed>& installed) const;
+  bool wantedByIndex(const __QX_AvEntry& entry, const std::vector<Installed>& installed,
+                     bool orUnlisted) const;
+  int findWanted(const char* newIndex, const char* oldIndex, bool alsoUnlisted,
+                 std::vector<__QX_AvEntry>& downloadList, std::int32_t* totalSize) const;
 
   int tryServers();
+  std::optional<Backup> currentBackup() const;
+  static int takeBackup(Backup& backup);
 
   // The steps of an attempt, in their order.
   int fetchIndex(const Attempt& attempt);
   int findChanges(Attempt& attempt);
   void downloadFiles(Attempt& attempt);
   void backUp(Attempt& attempt);
-  void installFiles(Attempt& attempt);
-  void installIndex(Attempt& attempt);
-  void undoInstallation(Attempt& attempt, const std::string& message);
-  bool restoreBackup(const Attempt& attempt);
+  void install(Attempt& attempt);
+  std::optional<std::string> installAll(const Attempt& attempt, IndexSetAside& index);
+  std::optional<std::string> installFile(const __QX_AvEntry& entry);
+  void undoInstallation(const Attempt& attempt, IndexSetAside& index);
 
   std::string downloadedPath(const std::string& name) const;  // its path below tempPath
   std::string installedPath(const std::string& name) const;   // its path below basePath
@@ -165,11 +172,11 @@ class QX_BDUpdater {
   OwnedString tempPath;      // from MakeDirs on the working directory
   OwnedString backupPath;
   bool backupConfigured = false;
-  bool keepBackup = false;  // the only whole copy: restoring it has failed
+  bool keepBackup = false;  // in this run: the only whole copy, which could not be restored
   OwnedString wgetCommand;
   OwnedString wgetErrorFile;  // in the configured temp directory
-  bool useProxy = false;
-  bool useHttps = false;
+  unsigned char useProxy = 0;
+  unsigned char useHttps = 0;
   UpdateProgressCallback callback = nullptr;
   void* callbackData = nullptr;
   std::int32_t totalBytes = 0;

@@ -1,5 +1,7 @@
 // Fetching one file of BitDefender-format bases, and why it failed.
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "app/interrupt.h"
@@ -53,7 +55,10 @@ int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned in
       ProgressCancel)
     return kCancelled;
 
+  if (wgetCommand == nullptr || server == nullptr) return DownloadErrGeneric;
   const std::string target = downloadedPath(file);
+  // The wget of a killed run may still be writing to a file of that name.
+  unlink(target.c_str());
   const std::string url = std::string(server) + "/" + file;
   wgetSucceeded =
       runDownload(wgetCommand.get() + (" " + shellWord(url)) + " -O " + shellWord(target))
@@ -78,7 +83,7 @@ int QX_BDUpdater::DownloadError(const char* file) {
   int cause = DownloadErrGeneric;
   std::string line;
   while (cause == DownloadErrGeneric && reader.next(line))
-    cause = causeIn(QX_UTILS::strtrim(QX_UTILS::strchop(line)), useProxy);
+    cause = causeIn(QX_UTILS::strtrim(QX_UTILS::strchop(line)), useProxy != 0);
 
   send(ProgressError, messageFor(cause));
   writeLog(log, "%s\n", messageFor(cause));

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "engines/backup_place.h"
 #include "engines/bd/bd_updater.h"
 #include "engines/files.h"
 #include "engines/numbers.h"
@@ -52,7 +51,7 @@ int QX_BDUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
   const ProxySettings proxy{newUseProxy, proxyAuth, proxyServer,
                             proxyPort,   proxyUser, proxyPassword};
   if (newBasePath == nullptr || newTempPath == nullptr || serverList == nullptr ||
-      !isComplete(proxy) || !isBackupPlace(newBackupPath, newBasePath, newTempPath, newLog)) {
+      !isComplete(proxy)) {
     writeLog(newLog, "LOG: Invalid update parameters to set\n");
     return kFailed;
   }
@@ -82,8 +81,8 @@ int QX_BDUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
 
   basePath = copyString(newBasePath);
   tempPath = copyString(newTempPath);
-  useHttps = newUseHttps != 0;
-  useProxy = proxy.use != 0;
+  useHttps = newUseHttps;
+  useProxy = newUseProxy;
   if (newBackupPath != nullptr) {
     backupPath = copyString(newBackupPath);
     backupConfigured = true;
@@ -106,8 +105,8 @@ void QX_BDUpdater::DeallocMemory() {
   serverCount = 0;
   for (OwnedString* const text : {&basePath, &tempPath, &backupPath, &wgetCommand, &wgetErrorFile})
     text->reset();
-  if (useProxy) removeProxy();
-  useProxy = false;
+  if (useProxy != 0) removeProxy();
+  useProxy = 0;
   callback = nullptr;
   callbackData = nullptr;
   totalBytes = 0;

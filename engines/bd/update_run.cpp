@@ -10,7 +10,8 @@
 #include "engines/command.h"
 #include "engines/file_commands.h"
 #include "engines/files.h"
-#include "engines/index_file.h"
+#include "engines/index_set_aside.h"
+#include "engines/places.h"
 #include "engines/result.h"
 #include "engines/shell_word.h"
 
@@ -27,7 +28,7 @@ std::string decompressedName(const std::string& compressed) {
 // none: compared with it, no file that is there would ever be fetched again.
 bool listsAnything(const std::string& index) {
   std::vector<__QX_AvEntry> entries;
-  return QX_BDUpdater::GetDownloadList(index.c_str(), entries) != 0;
+  return QX_BDUpdater::GetDownloadList(index.c_str(), entries) > 0;
 }
 
 }  // namespace
@@ -38,7 +39,9 @@ struct QX_BDUpdater::Attempt {
   std::string downloadedIndex;
   std::string installedIndex;
   std::vector<__QX_AvEntry> changes = {};
+  Unfinished predecessor = Unfinished::Nothing;
   bool ok = false;  // every step so far has succeeded
+  std::optional<Backup> backup = std::nullopt;  // taken by this attempt
   bool backupIsWhole = false;
   bool cancelled = false;
 };
@@ -56,6 +59,10 @@ int QX_BDUpdater::updateNow() {
     reportError("Invalid uninitized update call");
     return kFailed;
   }
+  if (!arePlacesApart(basePath.get(), tempPath.get(), backupPath != nullptr ? backupPath.get() : "",
+                      "LOG: ", log))
+    return kFailed;
+  keepBackup = false;
   if (MakeDirs() < 0) {
     reportError("Error creating dirs");
     return kNoDirectories;
@@ -79,7 +86,6 @@ int QX_BDUpdater::updateNow() {
 
 // The result of the last attempt.
 int QX_BDUpdater::tryServers() {
-  putIndexBack(installedPath("versions.dat"));
   int result = kFailed;
   for (std::int32_t i = 0; i < serverCount && result == kFailed; ++i)
     if (*servers[i].get() != '\0') result = UpdatePerServer(servers[i].get());
@@ -88,17 +94,21 @@ int QX_BDUpdater::tryServers() {
 }
 
 int QX_BDUpdater::UpdatePerServer(const char* server) {
+  if (basePath == nullptr) return kFailed;
   Attempt attempt{server, downloadedPath("versions.dat"), installedPath("versions.dat")};
   const std::time_t now = std::time(nullptr);
   writeLog(log, "LOG: Update started from server %s\n", std::ctime(&now));
   if (send(ProgressDownloadStarted, server) == ProgressCancel) return kCancelled;
 
+  attempt.predecessor = putIndexBack(attempt.installedIndex);
   int result = fetchIndex(attempt);
   if (result != kDone) return result;
   result = findChanges(attempt);
   if (result != kDone) return result;
   if (attempt.changes.empty()) {
     if (send(ProgressAlreadyUpdated, server) == ProgressCancel) return kCancelled;
+    settleIndex(attempt.installedIndex, attempt.downloadedIndex, attempt.predecessor,
+                listsAnything);
     writeLog(log, "LOG: No update found. Virus database is up to date\n");
     return kDone;
   }
@@ -110,8 +120,7 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
   }
   if (attempt.ok) writeLog(log, "LOG: Update Installation started\n");
   if (attempt.ok) backUp(attempt);
-  if (attempt.ok) installFiles(attempt);
-  if (attempt.ok) installIndex(attempt);
+  if (attempt.ok) install(attempt);
 
   RemoveDirs();
   totalBytes = 0;
@@ -132,11 +141,13 @@ int QX_BDUpdater::fetchIndex(const Attempt& attempt) {
 
 int QX_BDUpdater::findChanges(Attempt& attempt) {
   const std::string& index = attempt.installedIndex;
-  const bool hasIndex = fileExists(index) && listsAnything(index);
+  // One that cannot be read is an error of the comparison.
+  const bool hasIndex =
+      fileExists(index) && (access(index.c_str(), R_OK) != 0 || listsAnything(index));
   totalBytes = 0;
   const int result =
-      AddToDownload(attempt.downloadedIndex.c_str(), hasIndex ? index.c_str() : nullptr,
-                    attempt.changes, &totalBytes);
+      findWanted(attempt.downloadedIndex.c_str(), hasIndex ? index.c_str() : nullptr,
+                 attempt.predecessor != Unfinished::Nothing, attempt.changes, &totalBytes);
   if (result < 0) return kFailed;
   return DownCancelled ? kCancelled : kDone;
 }
@@ -169,81 +180,88 @@ void QX_BDUpdater::downloadFiles(Attempt& attempt) {
 void QX_BDUpdater::backUp(Attempt& attempt) {
   if (baseCreated) return;
   writeLog(log, "LOG: Getting backup of current av database at %s\n", backupPath.get());
-  const int status = GetCurrentAVBackup();
-  attempt.backupIsWhole = status == 0;
+  attempt.backup = currentBackup();
+  const int status = attempt.backup ? takeBackup(*attempt.backup) : kFailed;
+  attempt.backupIsWhole = status >= 0 && attempt.backup->isWhole();
   if (status >= 0) return;
   attempt.ok = false;
   reportError(std::string("Error installing AV Database!") +
               (backupConfigured ? " Can not get AV Backup." : ""));
 }
 
-void QX_BDUpdater::installFiles(Attempt& attempt) {
-  for (const __QX_AvEntry& entry : attempt.changes) {
-    const std::string& name = entry.fileName;
-    const std::string staged = installedPath(name);
-    const std::string installed = decompressedName(staged);
-    if (copyFile(downloadedPath(name), staged) < 0 ||
-        runInstallation("gunzip -S .gzip -f " + shellWord(staged) + kQuietly) < 0) {
-      writeLog(log, "Error installing %s\n", name.c_str());
-      return undoInstallation(attempt, "Error installing " + name);
-    }
-    // A copy or decompression that failed shows here.
-    char digest[QX_UTILS::kDigestBytes] = {};
-    if (QX_UTILS::md5sum(installed.c_str(), digest) != kDone || entry.md5 != digest) {
-      writeLog(log, "LOG: md5sum mismatch for %s\n", installed.c_str());
-      // If it is new, nothing would ever replace it.
-      if (attempt.backupIsWhole || baseCreated) unlink(installed.c_str());
-      return undoInstallation(attempt, "md5sum mismatch for " + installed);
-    }
-    writeLog(log, "Installed %s\n", name.c_str());
-    unlink(downloadedPath(name).c_str());
-  }
+void QX_BDUpdater::install(Attempt& attempt) {
+  IndexSetAside index(attempt.installedIndex);
+  const std::optional<std::string> failure = installAll(attempt, index);
+  if (!failure) return;
+  attempt.ok = false;
+  reportError(*failure);
+  if (index.isSafe()) undoInstallation(attempt, index);
 }
 
-void QX_BDUpdater::installIndex(Attempt& attempt) {
-  // Also after a copy that ran and failed: new files under the old index are a
+// Each returns what failed, as the watcher is told it.
+std::optional<std::string> QX_BDUpdater::installAll(const Attempt& attempt, IndexSetAside& index) {
+  for (const __QX_AvEntry& entry : attempt.changes)
+    if (index.isSafe())
+      if (std::optional<std::string> failure = installFile(entry)) return failure;
+
+  // Also after a copy that ran and did not arrive: new files under the old index are a
   // database that no index describes.
-  if (installIndexFile(attempt.downloadedIndex, attempt.installedIndex) != 0) {
+  if (index.replaceBy(attempt.downloadedIndex) < 0 || !index.isReplaced()) {
     writeLog(log, "Error installing %s\n", "versions.dat");
-    return undoInstallation(attempt, "Error installing versions.dat");
+    return "Error installing versions.dat";
   }
   send(ProgressInstallDone, attempt.server);
   writeLog(log, "LOG: Update done from server\n");
   send(ProgressDownloadDone, attempt.server);
+  return std::nullopt;
 }
 
-void QX_BDUpdater::undoInstallation(Attempt& attempt, const std::string& message) {
-  attempt.ok = false;
-  reportError(message);
-  if (restoreBackup(attempt)) return;
-  writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
-  keepBackup = attempt.backupIsWhole;
-}
+// A copy or decompression that failed shows in the digest. What it has left is removed
+// where nothing stood before: nothing else would ever replace it.
+std::optional<std::string> QX_BDUpdater::installFile(const __QX_AvEntry& entry) {
+  const std::string& name = entry.fileName;
+  const std::string staged = installedPath(name);
+  const std::string installed = decompressedName(staged);
+  const bool stagedIsNew = !fileExists(staged);
+  const bool isNew = !fileExists(installed);
+  const int copied = copyFile(downloadedPath(name), staged);
+  const int decompressed = runInstallation("gunzip -S .gzip -f " + shellWord(staged) + kQuietly);
+  char digest[QX_UTILS::kDigestBytes] = {};
+  const bool isListed =
+      QX_UTILS::md5sum(installed.c_str(), digest) == kDone && entry.md5 == digest;
+  if (stagedIsNew) unlink(staged.c_str());
+  if (isNew && !isListed) unlink(installed.c_str());
 
-// An incomplete backup is not copied back: its cut files would replace whole
-// ones. The old index stays as it is, so that the next run mends by it.
-bool QX_BDUpdater::restoreBackup(const Attempt& attempt) {
-  if (!attempt.backupIsWhole && !baseCreated) return false;
-  setIndexAside(attempt.installedIndex);
-  bool restored = RevertCurrentBackup() == 0 || baseCreated || isEmptyDirectory(backupPath.get());
-  if (!restored) {
-    // On a full disk what came in takes the place of what shall come back.
-    for (const __QX_AvEntry& entry : attempt.changes) {
-      const std::string plain = decompressedName(entry.fileName);
-      unlink(installedPath(entry.fileName).c_str());
-      if (!fileExists(std::string(backupPath.get()) + "/" + plain))
-        unlink(installedPath(plain).c_str());
-    }
-    restored = RevertCurrentBackup() == 0;
+  if (copied < 0 || decompressed < 0) {
+    writeLog(log, "Error installing %s\n", name.c_str());
+    return "Error installing " + name;
   }
-  putIndexBack(attempt.installedIndex);
-  return restored;
+  if (!isListed) {
+    writeLog(log, "LOG: md5sum mismatch for %s\n", installed.c_str());
+    return "md5sum mismatch for " + installed;
+  }
+  writeLog(log, "Installed %s\n", name.c_str());
+  unlink(downloadedPath(name).c_str());
+  return std::nullopt;
+}
+
+// An incomplete backup is not copied back: its cut files would replace whole ones.
+// Where none was taken there may still be an older one.
+void QX_BDUpdater::undoInstallation(const Attempt& attempt, IndexSetAside& index) {
+  if (!attempt.backupIsWhole) {
+    if (!attempt.backup || !attempt.backup->exists()) RevertCurrentBackup();
+    return;
+  }
+  index.clearPlace();
+  if (attempt.backup->restore()) return index.putBack();
+  writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
+  keepBackup = true;
 }
 
 std::string QX_BDUpdater::downloadedPath(const std::string& name) const {
-  return std::string(tempPath.get()) + "/" + name;
+  return (tempPath != nullptr ? tempPath.get() : "") + ("/" + name);
 }
 
 std::string QX_BDUpdater::installedPath(const std::string& name) const {
-  return std::string(basePath.get()) + "/" + name;
+  return (basePath != nullptr ? basePath.get() : "") + ("/" + name);
 }

@@ -9,9 +9,9 @@
 #include <cstring>
 #include <optional>
 
+#include "engines/backup.h"
 #include "engines/bd/bd_updater.h"
 #include "engines/command.h"
-#include "engines/file_commands.h"
 #include "engines/files.h"
 #include "engines/result.h"
 #include "engines/shell_word.h"
@@ -40,6 +40,7 @@ bool makeDir(QX_AVUpdateLog* log, const char* what, const std::string& path) {
 }  // namespace
 
 int QX_BDUpdater::MakeDirs() {
+  if (basePath == nullptr || tempPath == nullptr) return kFailed;
   const std::string base = basePath.get();
   if (!fileExists(base)) {
     if (!makeDir(log, "basedir", base)) return kFailed;
@@ -85,22 +86,31 @@ int QX_BDUpdater::RemoveDirs() {
     std::remove((std::string(backupPath.get()) + "/Plugins/cache.000").c_str());
   if (!backupConfigured && !keepBackup) DeleteCurrentBackup();
   if (wgetErrorFile != nullptr) unlink(wgetErrorFile.get());
+  if (tempPath == nullptr) return kDone;
   return runInstallation("rm -rf " + shellWord(tempPath.get()));
 }
 
 int QX_BDUpdater::GetCurrentAVBackup() {
-  if (backupPath == nullptr) return kFailed;
-  if (fileExists(backupPath.get()) && removeTree(backupPath.get()) < 0) return kFailed;
-  return copyTree(basePath.get(), backupPath.get());
+  std::optional<Backup> backup = currentBackup();
+  return backup ? takeBackup(*backup) : kFailed;
 }
 
 int QX_BDUpdater::RevertCurrentBackup() {
-  if (backupPath == nullptr) return kFailed;
-  return runInstallation("cp -prf " + shellWord(backupPath.get()) + "/* " +
-                         shellWord(basePath.get()) + kQuietly);
+  const std::optional<Backup> backup = currentBackup();
+  return backup ? backup->copyBack() : kFailed;
 }
 
 int QX_BDUpdater::DeleteCurrentBackup() {
-  if (backupPath == nullptr || !fileExists(backupPath.get())) return kDone;
-  return removeTree(backupPath.get());
+  std::optional<Backup> backup = currentBackup();
+  return backup && backup->exists() ? backup->drop() : kDone;
+}
+
+std::optional<Backup> QX_BDUpdater::currentBackup() const {
+  if (basePath == nullptr || backupPath == nullptr) return std::nullopt;
+  return Backup(basePath.get(), backupPath.get(), "versions.dat");
+}
+
+int QX_BDUpdater::takeBackup(Backup& backup) {
+  if (backup.exists() && backup.drop() < 0) return kFailed;
+  return backup.take();
 }

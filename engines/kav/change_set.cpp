@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr char kIndex[] = "avp.klb";
+
 // The fields of an installed entry that comparisons need, read once; views into
 // the entry.
 struct Fields {
@@ -34,24 +36,26 @@ std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
 // all may.
 std::optional<std::string> unsafeName(const std::vector<std::string>& entries) {
   for (const std::string& entry : entries)
-    if (const auto name = entryName(entry); name && (name->empty() || !isSafeName(*name)))
-      return std::string(*name);
+    if (const auto name = entryName(entry); name && (name->empty() || !isSafeName(*name, kIndex)))
+      return printableName(*name);
   return std::nullopt;
 }
 
 // What the installed index says of a file's signature.
-enum class Listed { Same, Different, Unsigned, Cancelled };
+enum class Listed { Nowhere, Same, Different, Unsigned, Cancelled };
 
 Listed compareListed(const std::vector<Fields>& installed, const IndexName& name,
                      std::string_view signature) {
+  Listed result = Listed::Nowhere;
   for (const Fields& entry : installed) {
     if (entry.name == name) {
       if (!entry.signature) return Listed::Unsigned;
       if (*entry.signature != signature) return Listed::Different;
+      result = Listed::Same;
     }
     if (DownCancelled) return Listed::Cancelled;
   }
-  return Listed::Same;
+  return result;
 }
 
 }  // namespace
@@ -59,6 +63,14 @@ Listed compareListed(const std::vector<Fields>& installed, const IndexName& name
 int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
                                  std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
                                  std::vector<std::string>& signatures, std::int32_t* total) const {
+  return findWanted(downloaded, installed, false, sizes, names, signatures, total);
+}
+
+// With `alsoUnlisted` a file that is there and that the installed index does not list
+// is wanted, too: a run that did not finish may have left it in part.
+int QX_KAVUpdater::findWanted(const char* downloaded, const char* installed, bool alsoUnlisted,
+                              std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
+                              std::vector<std::string>& signatures, std::int32_t* total) const {
   const auto readIndex = [this](const char* path, std::vector<std::string>& entries) {
     if (GetDownloadList(path, entries) >= 0) return true;
     writeLog(log, "KLOG: Error getting download list from file(%s)\n", path);
@@ -92,7 +104,7 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
       const Listed listed = compareListed(old, IndexName(*name), *signature);
       if (listed == Listed::Unsigned) return kFailed;
       if (listed == Listed::Cancelled) return kCancelled;
-      wanted = listed == Listed::Different;
+      wanted = listed == Listed::Different || (alsoUnlisted && listed == Listed::Nowhere);
     } else if (present) {
       wanted = !hasSignature(local, *signature);
     }
@@ -128,7 +140,7 @@ int QX_KAVUpdater::addToDelete(const char* downloaded, const char* installed,
       if (DownCancelled) return kCancelled;
       listed = kept[i].name == old.name;
     }
-    if (!listed && isPlainName(old.name.text())) list.emplace_back(old.name.text());
+    if (!listed && isPlainName(old.name.text(), kIndex)) list.emplace_back(old.name.text());
   }
   return static_cast<int>(list.size());
 }

@@ -1,5 +1,7 @@
 // Fetching one file of Kaspersky-format bases.
 
+#include <unistd.h>
+
 #include "app/interrupt.h"
 #include "engines/command.h"
 #include "engines/files.h"
@@ -37,13 +39,17 @@ int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32
              : kDone;
 }
 
-// Whether the file was fetched into the temp directory. wget leaves an empty
-// file behind when the server does not have the one asked for.
+// Whether the file was fetched into the temp directory. wget leaves an empty file
+// behind when the server does not have the one asked for. One that is missing
+// although wget was content is noticed by whoever reads it.
 bool QX_KAVUpdater::fetch(const char* file, const char* server) const {
+  if (wgetCommand == nullptr || tempPath == nullptr || server == nullptr) return false;
   const std::string target = downloadedPath(file);
   const std::string command =
       downloadCommand(wgetCommand.get(), std::string(server) + "/" + file, target);
   // A cut command would write to another path.
   if (command.size() > kCommandMax) return false;
-  return runDownload(command).succeeded() && hasContents(target);
+  // The wget of a killed run may still be writing to a file of that name.
+  unlink(target.c_str());
+  return runDownload(command).succeeded() && (hasContents(target) || !fileExists(target));
 }

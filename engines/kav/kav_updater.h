@@ -37,11 +37,10 @@ class QX_KAVUpdater {
   // null, and so may proxy values that the two flags do not call for; `timeout`
   // is in seconds, at least 5; `retries` are the tries per download, 2 to 5.
   //
-  // Returns 0; -1 when a value is missing, the proxy's "HOST:PORT" exceeds 64
-  // characters or the backup directory is or holds one of the other two (the
-  // object is untouched then) or when memory runs out; -3 when
-  // the list holds no usable server. After the last two only destroying or
-  // setting the object again makes sense.
+  // Returns 0; -1 when a value is missing or the proxy's "HOST:PORT" exceeds 64
+  // characters (the object is untouched then) or when memory runs out; -3 when the
+  // list holds no usable server. After the last two only destroying or setting the
+  // object again makes sense.
   int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
                 const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
@@ -54,25 +53,30 @@ class QX_KAVUpdater {
   // Releases the configuration and takes the proxy out of the environment.
   void Dealloc();
 
-  // Makes the temp directory, then does what updateIT() does.
+  // Makes the temp directory, then does what updateIT() does. Without settings it
+  // tries no server, and so returns -1.
   int update();
 
   // Runs one attempt against every server in turn, whatever the earlier ones
   // came to. Returns 0 when at least one attempt returned 0, else -1; 2 when the
-  // run was cancelled.
+  // run was cancelled; -1, before the first event, when directories lie in each
+  // other that must not.
   int updateIT();
 
   // Runs one attempt: index, comparison, change set, downloads, backup,
   // installation, index installed, clean-up. Returns 0 when the database is up
   // to date or the downloads were begun, whatever came of them; -1 and 2 for a
   // failure and a cancel before that, and 2 when the callback cancels the last
-  // event. Only a complete set of downloads changes the database.
+  // event. A download that failed or was cancelled leaves the database alone; when
+  // DownCancelled comes between two files, the callback's answer to the next event
+  // decides.
   int updatePerServer(const char* server);
 
   // Fetches `file` from the server into the temp directory. `size` is the
   // listed size in bytes, counted once the file is there; with `notify` the
   // callback learns of it. Returns 0 (also for a null file), 2 when cancelled,
-  // -1 when wget could not be started or failed, or the file came empty.
+  // -1 when wget could not be started or failed, or the file came empty. A file that
+  // did not come although wget was content is the reader's to notice.
   int DownloadFile(const char* file, const char* server, std::int32_t size, unsigned char notify);
 
   // Reads the entries of an index. Returns their number, or -1 when the file
@@ -123,6 +127,12 @@ class QX_KAVUpdater {
   int send(ProgressEvent event, const char* text) const;
   bool fetch(const char* file, const char* server) const;
   static bool hasSignature(const std::string& path, std::string_view signature);
+  static bool listsAnything(const std::string& index);
+  int findWanted(const char* downloaded, const char* installed, bool alsoUnlisted,
+                 std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
+                 std::vector<std::string>& signatures, std::int32_t* total) const;
+  bool arePlacesApart() const;
+  int tryServers();
 
   // The steps of an attempt, in their order.
   int fetchIndex(Attempt& attempt);
@@ -130,8 +140,8 @@ class QX_KAVUpdater {
   void downloadFiles(Attempt& attempt);
   void removeDropped(const Attempt& attempt) const;
   void backUp() const;
-  void installFiles(const Attempt& attempt) const;
-  void installIndex(const Attempt& attempt) const;
+  void install(const Attempt& attempt) const;
+  void removeDownloads(const Attempt& attempt) const;
   void logOutcome(int status) const;
 
   std::string downloadedPath(const std::string& name) const;  // its path below tempPath
@@ -143,8 +153,8 @@ class QX_KAVUpdater {
   OwnedString tempPath;
   OwnedString backupPath;
   OwnedString wgetCommand;  // ends in a blank
-  bool useProxy = false;
-  bool useHttps = false;
+  unsigned char useProxy = 0;
+  unsigned char useHttps = 0;
   UpdateProgressCallback callback = nullptr;
   void* callbackData = nullptr;
   std::int32_t totalBytes = 0;

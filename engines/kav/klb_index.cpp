@@ -100,7 +100,7 @@ int QX_KAVUpdater::getFileSig(const char* path, char* sig) {
 }
 
 int QX_KAVUpdater::matchAvpKlb(const char* downloaded) const {
-  const std::string installed = std::string(basePath.get()) + "/avp.klb";
+  const std::string installed = installedPath("avp.klb");
   if (access(installed.c_str(), R_OK) != 0) return IndexMissing;
   char newSig[kSignatureLineBytes];
   if (getFileSig(downloaded, newSig) < 0) {

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "engines/backup_place.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/numbers.h"
 #include "engines/proxy.h"
@@ -43,8 +42,7 @@ int QX_KAVUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
   // A longer address is refused, not cut: the password must not go to another
   // host.
   if (newBasePath == nullptr || newTempPath == nullptr || serverList == nullptr ||
-      !isComplete(proxy) || address.size() > kProxyAddressMax ||
-      !isBackupPlace(newBackupPath, newBasePath, newTempPath, newLog)) {
+      !isComplete(proxy) || address.size() > kProxyAddressMax) {
     writeLog(newLog, "KLOG: Invalid update arameters to set\n");
     return kFailed;
   }
@@ -66,8 +64,8 @@ int QX_KAVUpdater::setValues(QX_AVUpdateLog* newLog, const char* newBasePath,
   basePath = copyString(newBasePath);
   tempPath = copyString(newTempPath);
   backupPath = copyString(newBackupPath);
-  useHttps = newUseHttps != 0;
-  useProxy = proxy.use != 0;
+  useHttps = newUseHttps;
+  useProxy = newUseProxy;
   return kDone;
 }
 
@@ -88,8 +86,8 @@ void QX_KAVUpdater::Dealloc() {
   tempPath.reset();
   backupPath.reset();
   wgetCommand.reset();
-  if (useProxy) removeProxy();
-  useProxy = false;
+  if (useProxy != 0) removeProxy();
+  useProxy = 0;
   callback = nullptr;
   callbackData = nullptr;
   totalBytes = 0;

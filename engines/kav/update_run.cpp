@@ -4,17 +4,19 @@
 #include <unistd.h>
 
 #include "app/interrupt.h"
+#include "engines/backup.h"
 #include "engines/file_commands.h"
-#include "engines/index_file.h"
+#include "engines/index_set_aside.h"
 #include "engines/kav/kav_updater.h"
+#include "engines/places.h"
 #include "engines/result.h"
 
 // What one attempt at one server knows.
 struct QX_KAVUpdater::Attempt {
-  Attempt(const char* serverUrl, const std::string& tempPath, const std::string& basePath)
+  Attempt(const char* serverUrl, std::string downloaded, std::string installed)
       : server(serverUrl),
-        downloadedIndex(tempPath + "/avp.klb"),
-        installedIndex(basePath + "/avp.klb") {}
+        downloadedIndex(std::move(downloaded)),
+        installedIndex(std::move(installed)) {}
 
   void dropChanges() {
     names.clear();
@@ -26,6 +28,7 @@ struct QX_KAVUpdater::Attempt {
   const char* const server;
   const std::string downloadedIndex;
   const std::string installedIndex;
+  Unfinished predecessor = Unfinished::Nothing;
 
   // The files to download, in step.
   std::vector<std::string> names;
@@ -43,13 +46,23 @@ int QX_KAVUpdater::send(ProgressEvent event, const char* text) const {
 }
 
 int QX_KAVUpdater::update() {
-  mkdir(tempPath.get(), 0755);
-  return updateIT();
+  if (!arePlacesApart()) return kFailed;
+  if (tempPath != nullptr) mkdir(tempPath.get(), 0755);
+  return tryServers();
 }
 
 int QX_KAVUpdater::updateIT() {
+  return arePlacesApart() ? tryServers() : kFailed;
+}
+
+bool QX_KAVUpdater::arePlacesApart() const {
+  return basePath == nullptr ||
+         ::arePlacesApart(basePath.get(), tempPath.get(),
+                          backupPath != nullptr ? backupPath.get() : "", "KLOG: ", log);
+}
+
+int QX_KAVUpdater::tryServers() {
   if (send(ProgressUpdateStarted, nullptr) == ProgressCancel) return kCancelled;
-  putIndexBack(installedPath("avp.klb"));
   int done = 0;
   for (std::int32_t i = 0; i < serverCount; ++i) {
     const char* const server = servers[i].get();
@@ -61,16 +74,20 @@ int QX_KAVUpdater::updateIT() {
 }
 
 int QX_KAVUpdater::updatePerServer(const char* server) {
-  Attempt attempt(server, tempPath.get(), basePath.get());
+  if (basePath == nullptr) return kFailed;
+  Attempt attempt(server, downloadedPath("avp.klb"), installedPath("avp.klb"));
   writeLog(log, "KLOG: Update started from server\n");
   if (send(ProgressDownloadStarted, server) == ProgressCancel) return kCancelled;
 
+  attempt.predecessor = putIndexBack(attempt.installedIndex);
   int result = fetchIndex(attempt);
   if (result != kDone) return result;
   result = findChanges(attempt);
   if (result != kDone) return result;
   if (attempt.names.empty()) {
     if (send(ProgressAlreadyUpdated, server) == ProgressCancel) return kCancelled;
+    settleIndex(attempt.installedIndex, attempt.downloadedIndex, attempt.predecessor,
+                listsAnything);
     writeLog(log, "KLOG: No update found. Virus database is up to date\n");
     return kDone;
   }
@@ -84,9 +101,9 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
     writeLog(log, "KLOG: Update Installation started\n");
     removeDropped(attempt);
     backUp();
+    install(attempt);
   }
-  installFiles(attempt);
-  installIndex(attempt);
+  removeDownloads(attempt);
 
   totalBytes = 0;
   doneBytes = 0;
@@ -115,8 +132,9 @@ int QX_KAVUpdater::findChanges(Attempt& attempt) {
 
   totalBytes = 0;
   doneBytes = 0;
-  const int wanted = addToDownload(attempt.downloadedIndex.c_str(), installed, attempt.sizes,
-                                   attempt.names, attempt.signatures, &totalBytes);
+  const bool alsoUnlisted = attempt.predecessor != Unfinished::Nothing;
+  const int wanted = findWanted(attempt.downloadedIndex.c_str(), installed, alsoUnlisted,
+                                attempt.sizes, attempt.names, attempt.signatures, &totalBytes);
   if (wanted < 0) return kFailed;
   if (DownCancelled) return kCancelled;
   if (wanted == 0) return kDone;
@@ -150,6 +168,7 @@ void QX_KAVUpdater::downloadFiles(Attempt& attempt) {
     writeLog(log, " error!\n");
     if (result == kDone)
       writeLog(log, "KLOG: Signature mismatch in downloaded file(%s)\n", name.c_str());
+    removeDownloads(attempt);
     attempt.dropChanges();
     if (send(ProgressError, attempt.server) == ProgressCancel) attempt.cancelled = true;
     attempt.ok = false;
@@ -164,26 +183,26 @@ void QX_KAVUpdater::removeDropped(const Attempt& attempt) const {
 void QX_KAVUpdater::backUp() const {
   if (backupPath == nullptr) return;
   writeLog(log, "KLOG: Getting backup of current av database at %s\n", backupPath.get());
-  removeTree(backupPath.get());
-  copyTree(basePath.get(), backupPath.get());
+  Backup backup(basePath.get(), backupPath.get(), "avp.klb");
+  backup.drop();
+  backup.take();
 }
 
-// Removes the downloads in any case, also those of a set that was not completed.
-void QX_KAVUpdater::installFiles(const Attempt& attempt) const {
+// An index that cannot be set aside makes each copy a failed one.
+void QX_KAVUpdater::install(const Attempt& attempt) const {
+  IndexSetAside index(attempt.installedIndex);
   for (const std::string& name : attempt.names) {
-    if (attempt.ok) {
-      writeLog(log, "KLOG: Installing %s ", name.c_str());
-      logOutcome(copyFile(downloadedPath(name), installedPath(name)));
-    }
+    writeLog(log, "KLOG: Installing %s ", name.c_str());
+    logOutcome(index.isSafe() ? copyFile(downloadedPath(name), installedPath(name)) : kFailed);
     unlink(downloadedPath(name).c_str());
   }
+  writeLog(log, "KLOG: Updating AV Index ");
+  logOutcome(index.replaceBy(attempt.downloadedIndex));
 }
 
-void QX_KAVUpdater::installIndex(const Attempt& attempt) const {
-  if (attempt.ok) {
-    writeLog(log, "KLOG: Updating AV Index ");
-    logOutcome(installIndexFile(attempt.downloadedIndex, attempt.installedIndex));
-  }
+// Also those of a set that was not completed.
+void QX_KAVUpdater::removeDownloads(const Attempt& attempt) const {
+  for (const std::string& name : attempt.names) unlink(downloadedPath(name).c_str());
   unlink(attempt.downloadedIndex.c_str());
 }
 
@@ -192,10 +211,15 @@ void QX_KAVUpdater::logOutcome(int status) const {
   writeLog(log, status == 0 ? "ok!\n" : "error!\n");
 }
 
+bool QX_KAVUpdater::listsAnything(const std::string& index) {
+  std::vector<std::string> entries;
+  return GetDownloadList(index.c_str(), entries) > 0;
+}
+
 std::string QX_KAVUpdater::downloadedPath(const std::string& name) const {
-  return std::string(tempPath.get()) + "/" + name;
+  return (tempPath != nullptr ? tempPath.get() : "") + ("/" + name);
 }
 
 std::string QX_KAVUpdater::installedPath(const std::string& name) const {
-  return std::string(basePath.get()) + "/" + name;
+  return (basePath != nullptr ? basePath.get() : "") + ("/" + name);
 }
