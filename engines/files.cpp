@@ -16,6 +16,11 @@ bool fileExists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
+bool isRegularFile(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 bool hasContents(const std::string& path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 && status.st_size > 0;

@@ -15,6 +15,9 @@ File openToRead(const std::string& path);
 
 bool fileExists(const std::string& path);
 
+// A file that is neither a directory nor a link.
+bool isRegularFile(const std::string& path);
+
 // False for a missing file and for one without contents.
 bool hasContents(const std::string& path);
 

@@ -50,7 +50,7 @@ std::string waitingName(const std::string& index) {
 
 Unfinished putIndexBack(const std::string& installed) {
   const std::string waiting = waitingName(installed);
-  if (!fileExists(waiting)) return Unfinished::Nothing;
+  if (!isRegularFile(waiting)) return Unfinished::Nothing;
   if (!hasContents(waiting)) return Unfinished::NoIndex;
   linkBack(waiting, installed);
   return Unfinished::OldIndex;
@@ -69,16 +69,20 @@ IndexSetAside::IndexSetAside(std::string installed)
     : installed_(std::move(installed)), waiting_(waitingName(installed_)), state_(State::None) {
   if (isSymbolicLink(installed_)) {
     state_ = State::LinkElsewhere;
-  } else if (hasContents(waiting_)) {
+  } else if (isRegularFile(waiting_) && hasContents(waiting_)) {
     state_ = State::Waiting;  // since a run that did not finish
   } else if (!fileExists(installed_)) {
     markNoIndex(waiting_);
   } else {
-    unlink(waiting_.c_str());
-    const bool linked = link(installed_.c_str(), waiting_.c_str()) == 0;
-    const bool hasLinks = errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS;
-    state_ = linked ? State::Waiting : hasLinks ? State::Unsafe : State::Movable;
+    state_ = linkAside();
   }
+}
+
+IndexSetAside::State IndexSetAside::linkAside() const {
+  unlink(waiting_.c_str());
+  if (link(installed_.c_str(), waiting_.c_str()) == 0) return State::Waiting;
+  const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
+  return hasNoLinks ? State::Movable : State::Unsafe;
 }
 
 IndexSetAside::~IndexSetAside() {

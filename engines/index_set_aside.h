@@ -60,6 +60,7 @@ class IndexSetAside {
 
  private:
   enum class State { None, Waiting, Movable, LinkElsewhere, Unsafe, Replaced, PutBack };
+  State linkAside() const;
 
   const std::string installed_;
   const std::string waiting_;

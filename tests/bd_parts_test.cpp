@@ -89,4 +89,16 @@ TEST_F(BdParts, FetchesWhatDiffers) {
   EXPECT_EQ(total, -7);
 }
 
+TEST(BdUnconfigured, DoesNothingAnywhere) {
+  QX_BDUpdater nothing;
+  EXPECT_EQ(nothing.updateNow(), -1);
+  EXPECT_EQ(nothing.MakeDirs(), -1);
+  EXPECT_EQ(nothing.GetCurrentAVBackup(), -1);
+  EXPECT_EQ(nothing.RevertCurrentBackup(), -1);
+  EXPECT_EQ(nothing.DeleteCurrentBackup(), 0);
+  EXPECT_EQ(nothing.RemoveDirs(), 0);
+  EXPECT_EQ(nothing.DownloadFile("m", "f", 1, false), -1);
+  EXPECT_EQ(nothing.UpdatePerServer("m"), -1);
+}
+
 }  // namespace

@@ -1,3 +1,7 @@
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <cstdlib>
 
 #include "config/ini_reader.h"
@@ -38,6 +42,15 @@ TEST_F(IniReader, FindsFilesOnPath) {
   EXPECT_EQ(table->size, size);
 
   writeFile(scratch + "/other.conf", "[s]\nj=2");
+  // A socket is there and cannot be opened.
+  const int server = socket(AF_UNIX, SOCK_STREAM, 0);
+  const sockaddr_un here{AF_UNIX, "./socket"};
+  ASSERT_EQ(bind(server, reinterpret_cast<const sockaddr*>(&here), sizeof here), 0);
+  close(server);
+  ini_dyn_load(table, "./socket");
+  EXPECT_EQ(value("filename"), "./socket");
+  EXPECT_EQ(table->size, size);
+
   const char* const path = std::getenv("PATH");
   const std::string kept = path != nullptr ? path : "";
   setenv("PATH", ("/no/such::" + scratch).c_str(), 1);

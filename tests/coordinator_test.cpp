@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "app/update_command.h"
 #include "tests/sandbox.h"
 #include "update/update_errors.h"
 
@@ -72,6 +73,15 @@ TEST_F(Coordinator, RunsOnlyWithSettingsAndLock) {
   shell("rm -r /var/Quorvex/var/log");
   EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }), "Log not started");
   EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1) << "locked all the same";
+}
+
+TEST_F(Coordinator, CommandRefusesNullArguments) {
+  QX_AVUpdate updater;
+  configure("ServerList=m");
+  EXPECT_EQ(getValues(nullptr, "/opt/Quorvex/etc/qxav.conf", &updater), -1);
+  EXPECT_EQ(getValues("/opt/Quorvex/etc/updates.conf", nullptr, &updater), -1);
+  EXPECT_EQ(getValues("/opt/Quorvex/etc/updates.conf", "/opt/Quorvex/etc/qxav.conf", nullptr), -1);
+  EXPECT_EQ(UpdateVirus(nullptr), -1);
 }
 
 TEST_F(Coordinator, JudgesALockFileByItsProcess) {

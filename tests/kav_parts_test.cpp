@@ -96,4 +96,23 @@ TEST_F(KavParts, ListsWhatToDelete) {
   EXPECT_EQ(updater.addToDelete(nullptr, "old", list), -1);
 }
 
+int record(int event, const char*, std::int64_t, std::int64_t, void* events) {
+  *static_cast<std::string*>(events) += std::to_string(event) + " ";
+  return 0;
+}
+
+TEST(KavUnconfigured, DoesNothingAnywhere) {
+  QX_KAVUpdater nothing;
+  std::string events;
+  nothing.SetCallback(record, &events);
+  EXPECT_EQ(nothing.update(), -1);
+  EXPECT_EQ(events, "1 2 ");
+  EXPECT_EQ(nothing.DownloadFile("f", "m", 1, 0), -1);
+  EXPECT_EQ(nothing.updatePerServer("m"), -1);
+}
+
+TEST(KavSettings, TakeAnEmptyBackupPath) {
+  EXPECT_EQ(QX_KAVUpdater().setValues(nullptr, "/b", "/t", "", 0, 0, nullptr, 0, nullptr, nullptr, 5, 0, 2, "m"), 0);
+}
+
 }  // namespace
