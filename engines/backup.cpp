@@ -64,8 +64,7 @@ int Backup::take() {
 
 bool Backup::isWhole() {
   holdsFiles_ = exists() && !isEmptyDirectory(place_);
-  return isCopied_ ||
-         (holdsAllOf(place_, base_, waiting_) && holdsAllOf(base_, place_, waiting_));
+  return isCopied_ || (holdsAllOf(place_, base_, waiting_) && holdsAllOf(base_, place_, waiting_));
 }
 
 int Backup::copyBack() const {
@@ -80,8 +79,8 @@ bool Backup::restore() const {
   const bool isThere = exists() && isEmptyDirectory(place_) != holdsFiles_;
   bool restored = isBack(copyBack());
   if (isThere && !restored)
-    restored = isBack(runInstallation("cp -prf " + shellWord(place_ + "/.") + " " +
-                                      shellWord(base_) + kQuietly));
+    restored = isBack(
+        runInstallation("cp -prf " + shellWord(place_ + "/.") + " " + shellWord(base_) + kQuietly));
   return syncFileSystem(base_) && isThere && restored;
 }
 

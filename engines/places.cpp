@@ -40,9 +40,8 @@ bool arePlacesApart(const std::string& base, const std::string& temp, const std:
              base.c_str());
     return false;
   }
-  for (const std::string& place :
-       {base, temp, std::string(kConfigDirectory), std::string(kLockDirectory),
-        std::string(kLogDirectory)}) {
+  for (const std::string& place : {base, temp, std::string(kConfigDirectory),
+                                   std::string(kLockDirectory), std::string(kLogDirectory)}) {
     if (!isOrHolds(realBackup, resolved(place))) continue;
     writeLog(log, "%sBackup directory %s is or holds %s\n", prefix, backup.c_str(), place.c_str());
     return false;

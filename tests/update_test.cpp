@@ -124,10 +124,11 @@ class Update : public Installation {
         {"publish", [this](const std::string& text) { publish(text); }},
         {"configure", [this](const std::string& text) { configure(text); }},
         {"shell", [](const std::string& text) { shell(text); }},
-        {"stand-in", [this](const std::string& text) {
-           const std::size_t end = text.find(' ');
-           standIns = {standIn(text.substr(0, end), text.substr(end + 1))};
-         }},
+        {"stand-in",
+            [this](const std::string& text) {
+              const std::size_t end = text.find(' ');
+              standIns = {standIn(text.substr(0, end), text.substr(end + 1))};
+            }},
         {"no stand-ins", [this](const std::string&) { standIns.clear(), shell("rm -r bin"); }},
         {"mirror", [this](const std::string& text) { answer(mirror, text); }},
         {"other mirror", [this](const std::string& text) { answer(other, text); }},

@@ -50,9 +50,8 @@ int QX_BDUpdater::findWanted(const char* newIndex, const char* oldIndex, bool al
   std::int32_t sum = 0;
   for (__QX_AvEntry& entry : listed) {
     const bool present = fileExists(installedPath(entry.fileName));
-    const bool wanted =
-        !present || (oldIndex != nullptr ? wantedByIndex(entry, old, alsoUnlisted)
-                                         : wantedByDigest(entry));
+    const bool wanted = !present || (oldIndex != nullptr ? wantedByIndex(entry, old, alsoUnlisted)
+                                                         : wantedByDigest(entry));
     if (wanted) {
       entry.fileName += ".gzip";
       sum = addBytes(sum, entry.size);
@@ -83,8 +82,7 @@ bool QX_BDUpdater::wantedByDigest(const __QX_AvEntry& entry) const {
 
 // Whether an installed file must be fetched, as the installed index tells: its
 // first entry of that name decides, unless the file cannot be read.
-bool QX_BDUpdater::wantedByIndex(const __QX_AvEntry& entry,
-                                 const std::vector<Installed>& installed,
+bool QX_BDUpdater::wantedByIndex(const __QX_AvEntry& entry, const std::vector<Installed>& installed,
                                  bool orUnlisted) const {
   const IndexName name(entry.fileName);
   bool listed = false;

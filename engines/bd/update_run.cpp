@@ -40,7 +40,7 @@ struct QX_BDUpdater::Attempt {
   std::string installedIndex;
   std::vector<__QX_AvEntry> changes = {};
   Unfinished predecessor = Unfinished::Nothing;
-  bool ok = false;  // every step so far has succeeded
+  bool ok = false;                              // every step so far has succeeded
   std::optional<Backup> backup = std::nullopt;  // taken by this attempt
   bool backupIsWhole = false;
   bool cancelled = false;
@@ -227,8 +227,7 @@ std::optional<std::string> QX_BDUpdater::installFile(const __QX_AvEntry& entry) 
   const int copied = copyFile(downloadedPath(name), staged);
   const int decompressed = runInstallation("gunzip -S .gzip -f " + shellWord(staged) + kQuietly);
   char digest[QX_UTILS::kDigestBytes] = {};
-  const bool isListed =
-      QX_UTILS::md5sum(installed.c_str(), digest) == kDone && entry.md5 == digest;
+  const bool isListed = QX_UTILS::md5sum(installed.c_str(), digest) == kDone && entry.md5 == digest;
   if (stagedIsNew) unlink(staged.c_str());
   if (isNew && !isListed) unlink(installed.c_str());
 
