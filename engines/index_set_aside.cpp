@@ -66,15 +66,19 @@ void settleIndex(const std::string& installed, const std::string& downloaded,
 }
 
 IndexSetAside::IndexSetAside(std::string installed)
-    : installed_(std::move(installed)), waiting_(waitingName(installed_)), state_(State::None) {
+    : installed_(std::move(installed)),
+      waiting_(waitingName(installed_)),
+      isThere_(fileExists(installed_)),
+      state_(State::None) {
+  const bool isLeft = isRegularFile(waiting_);  // by a run that did not finish
   if (isSymbolicLink(installed_)) {
     state_ = State::LinkElsewhere;
-  } else if (isRegularFile(waiting_) && hasContents(waiting_)) {
-    state_ = State::Waiting;  // since a run that did not finish
-  } else if (!fileExists(installed_)) {
-    markNoIndex(waiting_);
-  } else {
+  } else if (isLeft && hasContents(waiting_)) {
+    state_ = State::Waiting;
+  } else if (isThere_ && !isLeft) {
     state_ = linkAside();
+  } else {
+    markNoIndex(waiting_);
   }
 }
 
@@ -87,7 +91,7 @@ IndexSetAside::State IndexSetAside::linkAside() const {
 
 IndexSetAside::~IndexSetAside() {
   if (state_ == State::Waiting) linkBack(waiting_, installed_);
-  if (state_ == State::None) unlink(waiting_.c_str());
+  if (state_ == State::None && !fileExists(installed_)) unlink(waiting_.c_str());
 }
 
 void IndexSetAside::clearPlace() {
@@ -107,7 +111,7 @@ int IndexSetAside::replaceBy(const std::string& downloaded) {
     state_ = State::Replaced;
   } else if (state_ == State::Waiting) {
     linkBack(waiting_, installed_);
-  } else if (state_ == State::None) {
+  } else if (state_ == State::None && !isThere_) {
     unlink(installed_.c_str());
   }
   return status;

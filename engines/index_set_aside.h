@@ -17,7 +17,7 @@ std::string waitingName(const std::string& index);
 enum class Unfinished {
   Nothing,   // it came to its end
   OldIndex,  // the index of before; a file that this does not list may be cut
-  NoIndex,   // there was no index; the one that is there now may be cut, too
+  NoIndex,   // there was no index; one that is there now may be cut and tells nothing
 };
 
 // Puts an index that waits back into its place. It waits on, as a second link,
@@ -64,5 +64,6 @@ class IndexSetAside {
 
   const std::string installed_;
   const std::string waiting_;
+  const bool isThere_;  // the index, when the object was made
   State state_;
 };

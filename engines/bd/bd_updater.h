@@ -154,12 +154,14 @@ class QX_BDUpdater {
 
   // The steps of an attempt, in their order.
   int fetchIndex(const Attempt& attempt);
+  bool hasSavedSize(const std::string& path) const;
   int findChanges(Attempt& attempt);
+  void removeStaged(const Attempt& attempt) const;
   void downloadFiles(Attempt& attempt);
   void backUp(Attempt& attempt);
   void install(Attempt& attempt);
-  std::optional<std::string> installAll(const Attempt& attempt, IndexSetAside& index);
-  std::optional<std::string> installFile(const __QX_AvEntry& entry);
+  std::optional<std::string> installAll(Attempt& attempt, IndexSetAside& index);
+  std::optional<std::string> installFile(Attempt& attempt, const __QX_AvEntry& entry);
   void undoInstallation(const Attempt& attempt, IndexSetAside& index);
 
   std::string downloadedPath(const std::string& name) const;  // its path below tempPath

@@ -3,6 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cinttypes>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 
 #include "app/interrupt.h"
 #include "engines/bd/bd_updater.h"
@@ -17,6 +21,7 @@
 namespace {
 
 constexpr std::size_t kErrorLineLimit = 254;
+constexpr std::size_t kLogLineLimit = 16 * 1024;  // one holds a path and a URL
 
 char lowerAscii(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -44,6 +49,14 @@ const char* messageFor(int cause) {
     default:
       return "Download error. Varify connection settings";
   }
+}
+
+// The number of bytes that a line "... saved [142/142]" tells of.
+std::optional<std::uintmax_t> savedBytes(const std::string& line) {
+  static constexpr char kSaved[] = " saved [";
+  const std::size_t saved = line.rfind(kSaved);
+  if (saved == std::string::npos) return std::nullopt;
+  return std::strtoumax(line.c_str() + saved + sizeof kSaved - 1, nullptr, 10);
 }
 
 }  // namespace
@@ -88,4 +101,15 @@ int QX_BDUpdater::DownloadError(const char* file) {
   send(ProgressError, messageFor(cause));
   writeLog(log, "%s\n", messageFor(cause));
   return cause;
+}
+
+// Whether a file has as many bytes as wget says that it has saved, if it says so.
+bool QX_BDUpdater::hasSavedSize(const std::string& path) const {
+  LineReader reader(wgetErrorFile != nullptr ? wgetErrorFile.get() : "", kLogLineLimit);
+  std::error_code error;
+  std::optional<std::uintmax_t> saved;
+  std::string line;
+  while (reader.next(line))
+    if (const std::optional<std::uintmax_t> bytes = savedBytes(line)) saved = bytes;
+  return !saved || *saved == std::filesystem::file_size(path, error);
 }

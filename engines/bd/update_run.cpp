@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "app/interrupt.h"
@@ -18,10 +19,12 @@
 namespace {
 
 constexpr int kNoDirectories = -4;
+constexpr char kIndex[] = "versions.dat";
+constexpr char kSuffix[] = ".gzip";
 
 // What gunzip makes of a change set's name or path.
 std::string decompressedName(const std::string& compressed) {
-  return compressed.substr(0, compressed.rfind(".gzip"));
+  return compressed.substr(0, compressed.rfind(kSuffix));
 }
 
 // An index that lists nothing was left by a full disk or a kill. It counts as
@@ -43,6 +46,7 @@ struct QX_BDUpdater::Attempt {
   bool ok = false;                              // every step so far has succeeded
   std::optional<Backup> backup = std::nullopt;  // taken by this attempt
   bool backupIsWhole = false;
+  bool hasAddedFiles = false;  // which no index lists yet
   bool cancelled = false;
 };
 
@@ -95,7 +99,7 @@ int QX_BDUpdater::tryServers() {
 
 int QX_BDUpdater::UpdatePerServer(const char* server) {
   if (basePath == nullptr) return kFailed;
-  Attempt attempt{server, downloadedPath("versions.dat"), installedPath("versions.dat")};
+  Attempt attempt{server, downloadedPath(kIndex), installedPath(kIndex)};
   const std::time_t now = std::time(nullptr);
   writeLog(log, "LOG: Update started from server %s\n", std::ctime(&now));
   if (send(ProgressDownloadStarted, server) == ProgressCancel) return kCancelled;
@@ -129,10 +133,11 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
 }
 
 int QX_BDUpdater::fetchIndex(const Attempt& attempt) {
-  int result = DownloadFile(attempt.server, "versions.dat", 0, false);
+  int result = DownloadFile(attempt.server, kIndex, 0, false);
   // A cut file is found out by its digest; a cut index would be installed, and
   // what it does not list would not be updated any more.
-  if (result == kDone && !wgetSucceeded) result = DownloadError("versions.dat");
+  if (result == kDone && (!wgetSucceeded || !hasSavedSize(attempt.downloadedIndex)))
+    result = DownloadError(kIndex);
   if (result == kCancelled) unlink(attempt.downloadedIndex.c_str());
   if (result >= 0) return result;
   writeLog(log, "LOG: Error downloading versions.dat\n");
@@ -142,14 +147,34 @@ int QX_BDUpdater::fetchIndex(const Attempt& attempt) {
 int QX_BDUpdater::findChanges(Attempt& attempt) {
   const std::string& index = attempt.installedIndex;
   // One that cannot be read is an error of the comparison.
-  const bool hasIndex =
-      fileExists(index) && (access(index.c_str(), R_OK) != 0 || listsAnything(index));
+  const bool hasIndex = fileExists(index) && attempt.predecessor != Unfinished::NoIndex &&
+                        (access(index.c_str(), R_OK) != 0 || listsAnything(index));
+  if (attempt.predecessor != Unfinished::Nothing) removeStaged(attempt);
   totalBytes = 0;
   const int result =
       findWanted(attempt.downloadedIndex.c_str(), hasIndex ? index.c_str() : nullptr,
                  attempt.predecessor != Unfinished::Nothing, attempt.changes, &totalBytes);
   if (result < 0) return kFailed;
   return DownCancelled ? kCancelled : kDone;
+}
+
+// Removes what a run that did not finish had copied in and not yet decompressed: the
+// backup would keep it. Where an index lists such a name it is a file of the database.
+void QX_BDUpdater::removeStaged(const Attempt& attempt) const {
+  std::vector<__QX_AvEntry> listed;
+  std::vector<__QX_AvEntry> installed;
+  GetDownloadList(attempt.downloadedIndex.c_str(), listed);
+  GetDownloadList(attempt.installedIndex.c_str(), installed);
+  const auto lists = [](const std::vector<__QX_AvEntry>& entries, const std::string& name) {
+    return std::any_of(entries.begin(), entries.end(),
+                       [&name](const __QX_AvEntry& entry) { return entry.fileName == name; });
+  };
+  for (const __QX_AvEntry& entry : listed) {
+    const std::string staged = entry.fileName + kSuffix;
+    if (isSafeName(entry.fileName, kIndex) && fileExists(installedPath(staged)) &&
+        !lists(listed, staged) && !lists(installed, staged))
+      unlink(installedPath(staged).c_str());
+  }
 }
 
 void QX_BDUpdater::downloadFiles(Attempt& attempt) {
@@ -199,15 +224,15 @@ void QX_BDUpdater::install(Attempt& attempt) {
 }
 
 // Each returns what failed, as the watcher is told it.
-std::optional<std::string> QX_BDUpdater::installAll(const Attempt& attempt, IndexSetAside& index) {
+std::optional<std::string> QX_BDUpdater::installAll(Attempt& attempt, IndexSetAside& index) {
   for (const __QX_AvEntry& entry : attempt.changes)
     if (index.isSafe())
-      if (std::optional<std::string> failure = installFile(entry)) return failure;
+      if (std::optional<std::string> failure = installFile(attempt, entry)) return failure;
 
   // Also after a copy that ran and did not arrive: new files under the old index are a
   // database that no index describes.
   if (index.replaceBy(attempt.downloadedIndex) < 0 || !index.isReplaced()) {
-    writeLog(log, "Error installing %s\n", "versions.dat");
+    writeLog(log, "Error installing %s\n", kIndex);
     return "Error installing versions.dat";
   }
   send(ProgressInstallDone, attempt.server);
@@ -218,7 +243,7 @@ std::optional<std::string> QX_BDUpdater::installAll(const Attempt& attempt, Inde
 
 // A copy or decompression that failed shows in the digest. What it has left is removed
 // where nothing stood before: nothing else would ever replace it.
-std::optional<std::string> QX_BDUpdater::installFile(const __QX_AvEntry& entry) {
+std::optional<std::string> QX_BDUpdater::installFile(Attempt& attempt, const __QX_AvEntry& entry) {
   const std::string& name = entry.fileName;
   const std::string staged = installedPath(name);
   const std::string installed = decompressedName(staged);
@@ -239,22 +264,28 @@ std::optional<std::string> QX_BDUpdater::installFile(const __QX_AvEntry& entry) 
     writeLog(log, "LOG: md5sum mismatch for %s\n", installed.c_str());
     return "md5sum mismatch for " + installed;
   }
+  if (isNew) attempt.hasAddedFiles = true;
   writeLog(log, "Installed %s\n", name.c_str());
   unlink(downloadedPath(name).c_str());
   return std::nullopt;
 }
 
 // An incomplete backup is not copied back: its cut files would replace whole ones.
-// Where none was taken there may still be an older one.
+// Where none was taken there may still be an older one. The index goes on waiting
+// when this run or its predecessor has added files: the next one would not fetch them,
+// and when nothing else is new it would never install the index that lists them.
 void QX_BDUpdater::undoInstallation(const Attempt& attempt, IndexSetAside& index) {
   if (!attempt.backupIsWhole) {
     if (!attempt.backup || !attempt.backup->exists()) RevertCurrentBackup();
     return;
   }
   index.clearPlace();
-  if (attempt.backup->restore()) return index.putBack();
-  writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
-  keepBackup = true;
+  if (!attempt.backup->restore()) {
+    writeLog(log, "LOG: Error restoring the database from %s\n", backupPath.get());
+    keepBackup = true;
+  } else if (!attempt.hasAddedFiles && attempt.predecessor == Unfinished::Nothing) {
+    index.putBack();
+  }
 }
 
 std::string QX_BDUpdater::downloadedPath(const std::string& name) const {

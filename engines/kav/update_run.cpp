@@ -123,7 +123,9 @@ int QX_KAVUpdater::fetchIndex(Attempt& attempt) {
 
 // Fills the attempt's lists; without changes they stay empty.
 int QX_KAVUpdater::findChanges(Attempt& attempt) {
-  const int comparison = matchAvpKlb(attempt.downloadedIndex.c_str());
+  const int comparison = attempt.predecessor == Unfinished::NoIndex
+                             ? IndexMissing
+                             : matchAvpKlb(attempt.downloadedIndex.c_str());
   if (comparison < 0) return kFailed;
   // Only a changed index is compared entry by entry; otherwise every file is
   // checked against its own signature line.
