@@ -25,7 +25,7 @@
 // name in a directory of PATH. Without PATH in the environment no file outside
 // a directory called PATH is found.
 //
-// A file that cannot be found or opened leaves the table as it was; when
-// memory runs out the table keeps what was read so far. Returns null only when
-// a table had to be created and could not be.
+// A file that cannot be found leaves the table as it was, one that cannot be opened
+// gives its three symbols alone; when memory runs out the table keeps what was read so
+// far. Returns null only when a table had to be created and could not be.
 SymbolTable* ini_dyn_load(SymbolTable* table, const char* file);

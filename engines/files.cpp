@@ -58,10 +58,23 @@ bool isMountPoint(const std::string& path) {
          (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-bool syncFileSystem(const std::string& directory) {
+namespace {
+
+// What the call says of the directory; false when it cannot be opened.
+bool withDirectory(const std::string& directory, int (*call)(int)) {
   const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) return false;
-  const bool synced = syncfs(descriptor) == 0;
+  const bool done = call(descriptor) == 0;
   close(descriptor);
-  return synced;
+  return done;
+}
+
+}  // namespace
+
+bool syncFileSystem(const std::string& directory) {
+  return withDirectory(directory, syncfs);
+}
+
+void syncDirectory(const std::string& directory) {
+  withDirectory(directory, fsync);
 }

@@ -35,3 +35,6 @@ bool isMountPoint(const std::string& path);
 // Brings everything that was written to the file system of a directory onto the
 // disk. Whether that worked.
 [[nodiscard]] bool syncFileSystem(const std::string& directory);
+
+// The same for the names in a directory alone.
+void syncDirectory(const std::string& directory);

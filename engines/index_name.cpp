@@ -26,8 +26,9 @@ bool holds(const std::vector<std::string_view>& components, std::string_view wan
   return std::find(components.begin(), components.end(), wanted) != components.end();
 }
 
-// The name without the components that lead nowhere.
-std::string normalised(std::string_view name) {
+}  // namespace
+
+std::string normalisedName(std::string_view name) {
   std::string normal;
   for (const std::string_view component : componentsOf(name))
     if (!component.empty() && component != ".")
@@ -35,18 +36,16 @@ std::string normalised(std::string_view name) {
   return normal;
 }
 
-}  // namespace
-
 bool isSafeName(std::string_view name, const std::string& index) {
   if (!name.empty() && name.front() == '/') return false;
   if (holds(componentsOf(name), "..") || std::any_of(name.begin(), name.end(), isControl))
     return false;
-  const std::string normal = normalised(name);
+  const std::string normal = normalisedName(name);
   return normal != index && normal != waitingName(index);
 }
 
 bool isPlainName(std::string_view name, const std::string& index) {
-  return isSafeName(name, index) && !name.empty() && normalised(name) == name;
+  return isSafeName(name, index) && !name.empty() && normalisedName(name) == name;
 }
 
 std::string printableName(std::string_view name) {

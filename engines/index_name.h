@@ -16,6 +16,9 @@ bool isSafeName(std::string_view name, const std::string& index);
 // has no "." or empty component, so another name stands for another file.
 bool isPlainName(std::string_view name, const std::string& index);
 
+// The name without the components that lead nowhere, empty ones and ".".
+std::string normalisedName(std::string_view name);
+
 // A refused name for the log: '?' for each control character.
 std::string printableName(std::string_view name);
 

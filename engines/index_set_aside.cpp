@@ -14,10 +14,6 @@
 
 namespace {
 
-std::string directoryOf(const std::string& path) {
-  return path.substr(0, path.rfind('/'));
-}
-
 bool isSameFile(const std::string& a, const std::string& b) {
   struct stat first = {};
   struct stat second = {};
@@ -25,20 +21,22 @@ bool isSameFile(const std::string& a, const std::string& b) {
          first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
+// An empty file says that the index in the place tells nothing. Whatever else lies
+// there is nobody's.
+bool markAside(const std::string& waiting) {
+  unlink(waiting.c_str());
+  const int file = open(waiting.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  return file >= 0 && close(file) == 0;
+}
+
 // Into its place, while it waits on. A kill in between leaves it waiting, at the
 // cost of a moment without an index.
 void linkBack(const std::string& waiting, const std::string& installed) {
   if (isSameFile(waiting, installed)) return;
   unlink(installed.c_str());
-  if (link(waiting.c_str(), installed.c_str()) != 0)
-    std::rename(waiting.c_str(), installed.c_str());
-}
-
-// An empty file that tells of an installation without an index before it. Without
-// it, on a full disk for instance, there is still nothing to lose.
-void markNoIndex(const std::string& waiting) {
-  const int file = open(waiting.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (file >= 0) close(file);
+  if (link(waiting.c_str(), installed.c_str()) == 0) return;
+  std::rename(waiting.c_str(), installed.c_str());
+  markAside(waiting);
 }
 
 }  // namespace
@@ -59,39 +57,34 @@ Unfinished putIndexBack(const std::string& installed) {
 void settleIndex(const std::string& installed, const std::string& downloaded,
                  Unfinished predecessor, const std::function<bool(const std::string&)>& lists) {
   const bool needed = predecessor == Unfinished::NoIndex || !lists(installed);
-  if (needed && lists(downloaded))
-    (void)IndexSetAside(installed).replaceBy(downloaded);
-  else if (predecessor == Unfinished::OldIndex)
-    unlink(waitingName(installed).c_str());
+  if (needed && lists(downloaded)) (void)IndexSetAside(installed).replaceBy(downloaded);
 }
 
 IndexSetAside::IndexSetAside(std::string installed)
     : installed_(std::move(installed)),
       waiting_(waitingName(installed_)),
+      directory_(installed_.substr(0, installed_.rfind('/'))),
       isThere_(fileExists(installed_)),
-      state_(State::None) {
+      state_(State::Marked) {
   const bool isLeft = isRegularFile(waiting_);  // by a run that did not finish
-  if (isSymbolicLink(installed_)) {
-    state_ = State::LinkElsewhere;
-  } else if (isLeft && hasContents(waiting_)) {
+  if (isLeft && hasContents(waiting_))
     state_ = State::Waiting;
-  } else if (isThere_ && !isLeft) {
+  else if (isThere_ && !isLeft && !isSymbolicLink(installed_))
     state_ = linkAside();
-  } else {
-    markNoIndex(waiting_);
-  }
+  if (state_ != State::Waiting && state_ != State::Unsafe && !markAside(waiting_))
+    state_ = State::Unsafe;
 }
 
 IndexSetAside::State IndexSetAside::linkAside() const {
-  unlink(waiting_.c_str());
+  if (!isRegularFile(installed_)) return State::Unsafe;
   if (link(installed_.c_str(), waiting_.c_str()) == 0) return State::Waiting;
-  const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
-  return hasNoLinks ? State::Movable : State::Unsafe;
+  if (errno == EXDEV) return State::Marked;  // mounted there as a single file
+  return errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS ? State::Movable : State::Unsafe;
 }
 
 IndexSetAside::~IndexSetAside() {
   if (state_ == State::Waiting) linkBack(waiting_, installed_);
-  if (state_ == State::None && !fileExists(installed_)) unlink(waiting_.c_str());
+  if (state_ == State::Marked && !fileExists(installed_)) unlink(waiting_.c_str());
 }
 
 void IndexSetAside::clearPlace() {
@@ -106,21 +99,22 @@ int IndexSetAside::replaceBy(const std::string& downloaded) {
   if (state_ == State::Unsafe || state_ == State::Movable) return kFailed;
   const int status = copyFile(downloaded, installed_);
   if (hasSameContents(downloaded, installed_)) {
-    if (syncFileSystem(directoryOf(installed_)) && state_ != State::LinkElsewhere)
+    if (syncFileSystem(directory_)) {
       unlink(waiting_.c_str());
+      syncDirectory(directory_);
+    }
     state_ = State::Replaced;
   } else if (state_ == State::Waiting) {
     linkBack(waiting_, installed_);
-  } else if (state_ == State::None && !isThere_) {
+  } else if (state_ == State::Marked && !isThere_) {
     unlink(installed_.c_str());
   }
   return status;
 }
 
 void IndexSetAside::putBack() {
-  if (state_ != State::Waiting) return;
   // Two links to one file are left as they are by rename().
-  std::rename(waiting_.c_str(), installed_.c_str());
-  unlink(waiting_.c_str());
+  if (state_ == State::Waiting) std::rename(waiting_.c_str(), installed_.c_str());
+  if (isSafe()) unlink(waiting_.c_str());
   state_ = State::PutBack;
 }

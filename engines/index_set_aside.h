@@ -17,24 +17,26 @@ std::string waitingName(const std::string& index);
 enum class Unfinished {
   Nothing,   // it came to its end
   OldIndex,  // the index of before; a file that this does not list may be cut
-  NoIndex,   // there was no index; one that is there now may be cut and tells nothing
+  NoIndex,   // the index that is there, if any, may be cut and tells nothing
 };
 
 // Puts an index that waits back into its place. It waits on, as a second link,
 // until an installation is complete: the run after a failed mend must know as well.
 Unfinished putIndexBack(const std::string& installed);
 
-// Ends an attempt that has found nothing to fetch. A database that was never given
-// its index gets the downloaded one, and an index that still waits need not do so
-// any longer. `lists` tells whether an index lists anything.
+// Ends an attempt that has found nothing to fetch: a database without an index that
+// tells anything gets the downloaded one, if that lists anything. An old index that
+// waits goes on waiting, since a mirror that is older than what the unfinished run
+// fetched proves nothing.
 void settleIndex(const std::string& installed, const std::string& downloaded,
                  Unfinished predecessor, const std::function<bool(const std::string&)>& lists);
 
 // Lets the installed index wait while the object lives. When it goes without the
 // index having been replaced or put back, the index is in its place again and still
-// waits, so that the next run knows. Where there was no index an empty file waits. A
-// symbolic link is written through instead, and nothing waits. On a file system
-// without links the index is renamed for the moment of the copy.
+// waits, so that the next run knows. An empty file waits where there was no index, or
+// one that tells nothing, and where the index is a symbolic link or mounted there by
+// itself, which is written through: the next run then judges the files by themselves. On a file
+// system without links that file waits, too, and the index is renamed for the moment of its copy.
 class IndexSetAside {
  public:
   explicit IndexSetAside(std::string installed);
@@ -42,8 +44,8 @@ class IndexSetAside {
   IndexSetAside(const IndexSetAside&) = delete;
   IndexSetAside& operator=(const IndexSetAside&) = delete;
 
-  // False when there is an index and it cannot be set aside, on a full overlay for
-  // instance: nothing may be copied into the database then.
+  // False when nothing can wait, on a full disk for instance: nothing may be copied
+  // into the database then.
   bool isSafe() const { return state_ != State::Unsafe; }
 
   // Leaves the index's place to a copy that is about to come.
@@ -59,11 +61,12 @@ class IndexSetAside {
   void putBack();
 
  private:
-  enum class State { None, Waiting, Movable, LinkElsewhere, Unsafe, Replaced, PutBack };
+  enum class State { Marked, Waiting, Movable, Unsafe, Replaced, PutBack };
   State linkAside() const;
 
   const std::string installed_;
   const std::string waiting_;
+  const std::string directory_;
   const bool isThere_;  // the index, when the object was made
   State state_;
 };

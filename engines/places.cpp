@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
+#include <vector>
 
 #include "update/paths.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr const char* kOwn[] = {kConfigDirectory, kLockDirectory, kLogDirectory};
 
 fs::path resolved(const std::string& path) {
   std::error_code error;
@@ -18,9 +22,13 @@ fs::path resolved(const std::string& path) {
   return normal.has_filename() ? normal : normal.parent_path();  // no final slash
 }
 
+// Also when the directory is mounted in two places.
 bool isOrHolds(const fs::path& directory, const fs::path& path) {
-  return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first ==
-         directory.end();
+  std::error_code error;
+  for (fs::path place = path;; place = place.parent_path()) {
+    if (place == directory || fs::equivalent(place, directory, error)) return true;
+    if (!place.has_relative_path()) return false;
+  }
 }
 
 }  // namespace
@@ -40,11 +48,20 @@ bool arePlacesApart(const std::string& base, const std::string& temp, const std:
              base.c_str());
     return false;
   }
-  for (const std::string& place : {base, temp, std::string(kConfigDirectory),
-                                   std::string(kLockDirectory), std::string(kLogDirectory)}) {
+  std::vector<std::string> places{base, temp};
+  places.insert(places.end(), std::begin(kOwn), std::end(kOwn));
+  for (const std::string& place : places) {
     if (!isOrHolds(realBackup, resolved(place))) continue;
     writeLog(log, "%sBackup directory %s is or holds %s\n", prefix, backup.c_str(), place.c_str());
     return false;
   }
   return true;
+}
+
+bool reachesPlaces(const std::string& path, const std::string& base, const std::string& backup) {
+  const fs::path real = resolved(path);
+  const auto holds = [&real](const std::string& place) {
+    return !place.empty() && isOrHolds(resolved(place), real);
+  };
+  return holds(base) || holds(backup) || std::any_of(std::begin(kOwn), std::end(kOwn), holds);
 }

@@ -14,3 +14,8 @@
 [[nodiscard]] bool arePlacesApart(const std::string& base, const std::string& temp,
                                   const std::string& backup, const char* prefix,
                                   QX_AVUpdateLog* log);
+
+// Whether a path lies in the database, its backup (may be empty) or a directory of the
+// program: a temp directory may hold them, and a listed name must not reach them by it.
+[[nodiscard]] bool reachesPlaces(const std::string& path, const std::string& base,
+                                 const std::string& backup);

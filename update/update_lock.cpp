@@ -80,6 +80,7 @@ int QX_AVUpdate::LockUpdate(const char* name) {
     if (!writeLockFile(owner))
       throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionLockError);
   } catch (const std::bad_alloc&) {
+    log.reset();
     throw "Can not allocate memory to log";
   } catch (...) {
     log.reset();

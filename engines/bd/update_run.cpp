@@ -63,8 +63,7 @@ int QX_BDUpdater::updateNow() {
     reportError("Invalid uninitized update call");
     return kFailed;
   }
-  if (!arePlacesApart(basePath.get(), tempPath.get(), backupPath != nullptr ? backupPath.get() : "",
-                      "LOG: ", log))
+  if (!arePlacesApart(basePath.get(), tempPath.get(), textOf(backupPath), "LOG: ", log))
     return kFailed;
   keepBackup = false;
   if (MakeDirs() < 0) {
@@ -289,9 +288,9 @@ void QX_BDUpdater::undoInstallation(const Attempt& attempt, IndexSetAside& index
 }
 
 std::string QX_BDUpdater::downloadedPath(const std::string& name) const {
-  return (tempPath != nullptr ? tempPath.get() : "") + ("/" + name);
+  return textOf(tempPath) + ("/" + name);
 }
 
 std::string QX_BDUpdater::installedPath(const std::string& name) const {
-  return (basePath != nullptr ? basePath.get() : "") + ("/" + name);
+  return textOf(basePath) + ("/" + name);
 }

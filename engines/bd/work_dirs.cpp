@@ -21,44 +21,61 @@ namespace {
 constexpr int kLastNumber = 64;
 constexpr mode_t kDirMode = 0775;
 
-// The first of NAME, NAME1 ... NAME64 in the directory that does not exist yet.
-std::optional<std::string> freeName(const std::string& directory, const char* name) {
-  const std::string path = directory + "/" + name;
-  if (!fileExists(path)) return path;
-  for (int n = 1; n <= kLastNumber; ++n)
-    if (!fileExists(path + std::to_string(n))) return path + std::to_string(n);
+// The first of NAME, NAME1 ... NAME64 in the directory that does not exist yet
+// and is not `taken`.
+std::optional<std::string> freeName(const std::string& directory, const char* name,
+                                    const std::string& taken = "") {
+  for (int n = 0; n <= kLastNumber; ++n) {
+    const std::string path = directory + "/" + name + (n > 0 ? std::to_string(n) : "");
+    if (!fileExists(path) && path != taken) return path;
+  }
   return std::nullopt;
 }
 
-// Makes a directory; a failure is logged with the given words.
-bool makeDir(QX_AVUpdateLog* log, const char* what, const std::string& path) {
-  if (mkdir(path.c_str(), kDirMode) == 0) return true;
+// False, after a line in the log with the system's reason.
+bool cannotMake(QX_AVUpdateLog* log, const char* what, const std::string& path) {
   writeLog(log, "LOG: Error creating %s %s (%s)\n", what, path.c_str(), std::strerror(errno));
   return false;
+}
+
+bool makeDir(const std::string& path) {
+  return mkdir(path.c_str(), kDirMode) == 0;
+}
+
+// Makes the base directory with its Plugins under another name first: a run that finds
+// one without Plugins would take it for complete.
+bool makeBase(const std::string& path, QX_AVUpdateLog* log) {
+  const std::string base = path.substr(0, path.find_last_not_of('/') + 1);
+  const std::size_t name = base.rfind('/') + 1;
+  const std::string made = base.substr(0, name) + "." + base.substr(name) + ".new";
+  if (!makeDir(made) && errno != EEXIST) return cannotMake(log, "basedir", path);
+  if (!makeDir(made + "/Plugins") && errno != EEXIST) {
+    rmdir(made.c_str());
+    return cannotMake(log, "plugindir", path + "/Plugins");
+  }
+  return std::rename(made.c_str(), base.c_str()) == 0 || cannotMake(log, "basedir", path);
 }
 
 }  // namespace
 
 int QX_BDUpdater::MakeDirs() {
   if (basePath == nullptr || tempPath == nullptr) return kFailed;
-  const std::string base = basePath.get();
-  if (!fileExists(base)) {
-    if (!makeDir(log, "basedir", base)) return kFailed;
-    if (!makeDir(log, "plugindir", base + "/Plugins")) {
-      rmdir(base.c_str());  // or later runs would take it for complete
-      return kFailed;
-    }
+  if (!fileExists(basePath.get())) {
+    if (!makeBase(basePath.get(), log)) return kFailed;
     baseCreated = true;
   }
 
   const std::string temp = tempPath.get();
-  const std::optional<std::string> work = freeName(temp, "avdowndir");
+  const std::optional<std::string> work = freeName(temp, "avdowndir", textOf(backupPath));
   if (!work) {
     writeLog(log, "LOG: To many temp download dir at %s. Delete unused and retry again\n",
              temp.c_str());
     return kFailed;
   }
-  if (!makeDir(log, "temp download dir", *work)) return kFailed;
+  if (!makeDir(*work)) {
+    cannotMake(log, "temp download dir", *work);
+    return kFailed;
+  }
   tempPath = copyString(work->c_str());
 
   if (backupPath == nullptr) {
@@ -73,7 +90,8 @@ int QX_BDUpdater::MakeDirs() {
     }
     backupPath = copyString(backup->c_str());
   }
-  if (!makeDir(log, "dir", *work + "/Plugins")) {
+  if (!makeDir(*work + "/Plugins")) {
+    cannotMake(log, "dir", *work + "/Plugins");
     rmdir(work->c_str());
     return kFailed;
   }

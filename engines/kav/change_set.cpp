@@ -1,5 +1,6 @@
 // What an update of Kaspersky-format bases has to download and to remove.
 
+#include <functional>
 #include <optional>
 #include <string_view>
 
@@ -9,6 +10,7 @@
 #include "engines/kav/entry_fields.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/numbers.h"
+#include "engines/places.h"
 #include "engines/result.h"
 
 namespace {
@@ -32,11 +34,13 @@ std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   return named;
 }
 
-// The first listed name that must not be joined to a directory; nothing when
-// all may.
-std::optional<std::string> unsafeName(const std::vector<std::string>& entries) {
+// The first listed name that must not be joined to a directory; nothing when all may.
+// `reaches` tells whether a download of that name would reach another place.
+std::optional<std::string> unsafeName(const std::vector<std::string>& entries,
+                                      const std::function<bool(const std::string&)>& reaches) {
   for (const std::string& entry : entries)
-    if (const auto name = entryName(entry); name && (name->empty() || !isSafeName(*name, kIndex)))
+    if (const auto name = entryName(entry);
+        name && (name->empty() || !isSafeName(*name, kIndex) || reaches(std::string(*name))))
       return printableName(*name);
   return std::nullopt;
 }
@@ -66,9 +70,10 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
   return findWanted(downloaded, installed, false, sizes, names, signatures, total);
 }
 
-// With `alsoUnlisted` a file that is there and that the installed index does not list
-// is wanted, too: a run that did not finish may have left it in part.
-int QX_KAVUpdater::findWanted(const char* downloaded, const char* installed, bool alsoUnlisted,
+// With `alsoDoubtful` a file that is there is also wanted when the installed index does
+// not list it, or when it has not the signature that both indexes list: a run that did
+// not finish may have left it in part.
+int QX_KAVUpdater::findWanted(const char* downloaded, const char* installed, bool alsoDoubtful,
                               std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
                               std::vector<std::string>& signatures, std::int32_t* total) const {
   const auto readIndex = [this](const char* path, std::vector<std::string>& entries) {
@@ -78,7 +83,11 @@ int QX_KAVUpdater::findWanted(const char* downloaded, const char* installed, boo
   };
   std::vector<std::string> newEntries;
   if (!readIndex(downloaded, newEntries)) return kFailed;
-  if (const std::optional<std::string> name = unsafeName(newEntries)) {
+  if (const std::optional<std::string> name =
+          unsafeName(newEntries, [this](const std::string& listed) {
+            return listed.find('/') != std::string::npos &&
+                   reachesPlaces(downloadedPath(listed), textOf(basePath), textOf(backupPath));
+          })) {
     writeLog(log, "KLOG: Invalid file name (%s)\n", name->c_str());
     return kFailed;
   }
@@ -104,7 +113,8 @@ int QX_KAVUpdater::findWanted(const char* downloaded, const char* installed, boo
       const Listed listed = compareListed(old, IndexName(*name), *signature);
       if (listed == Listed::Unsigned) return kFailed;
       if (listed == Listed::Cancelled) return kCancelled;
-      wanted = listed == Listed::Different || (alsoUnlisted && listed == Listed::Nowhere);
+      wanted = listed == Listed::Different ||
+               (alsoDoubtful && (listed == Listed::Nowhere || !hasSignature(local, *signature)));
     } else if (present) {
       wanted = !hasSignature(local, *signature);
     }
@@ -133,12 +143,15 @@ int QX_KAVUpdater::addToDelete(const char* downloaded, const char* installed,
   if (GetDownloadList(downloaded, newEntries) < 0 || GetDownloadList(installed, oldEntries) < 0)
     return kFailed;
 
-  const std::vector<Fields> kept = namedEntries(newEntries);
+  std::vector<std::string> keptNames;
+  for (const Fields& entry : namedEntries(newEntries))
+    keptNames.push_back(normalisedName(entry.name.text()));
+  const std::vector<IndexName> kept(keptNames.begin(), keptNames.end());
   for (const Fields& old : namedEntries(oldEntries)) {
     bool listed = false;
     for (std::size_t i = 0; i < kept.size() && !listed; ++i) {
       if (DownCancelled) return kCancelled;
-      listed = kept[i].name == old.name;
+      listed = kept[i] == old.name;
     }
     if (!listed && isPlainName(old.name.text(), kIndex)) list.emplace_back(old.name.text());
   }

@@ -128,7 +128,7 @@ class QX_KAVUpdater {
   bool fetch(const char* file, const char* server) const;
   static bool hasSignature(const std::string& path, std::string_view signature);
   static bool listsAnything(const std::string& index);
-  int findWanted(const char* downloaded, const char* installed, bool alsoUnlisted,
+  int findWanted(const char* downloaded, const char* installed, bool alsoDoubtful,
                  std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
                  std::vector<std::string>& signatures, std::int32_t* total) const;
   bool arePlacesApart() const;

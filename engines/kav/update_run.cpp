@@ -57,8 +57,7 @@ int QX_KAVUpdater::updateIT() {
 
 bool QX_KAVUpdater::arePlacesApart() const {
   return basePath == nullptr ||
-         ::arePlacesApart(basePath.get(), tempPath.get(),
-                          backupPath != nullptr ? backupPath.get() : "", "KLOG: ", log);
+         ::arePlacesApart(basePath.get(), tempPath.get(), textOf(backupPath), "KLOG: ", log);
 }
 
 int QX_KAVUpdater::tryServers() {
@@ -134,8 +133,8 @@ int QX_KAVUpdater::findChanges(Attempt& attempt) {
 
   totalBytes = 0;
   doneBytes = 0;
-  const bool alsoUnlisted = attempt.predecessor != Unfinished::Nothing;
-  const int wanted = findWanted(attempt.downloadedIndex.c_str(), installed, alsoUnlisted,
+  const bool alsoDoubtful = attempt.predecessor != Unfinished::Nothing;
+  const int wanted = findWanted(attempt.downloadedIndex.c_str(), installed, alsoDoubtful,
                                 attempt.sizes, attempt.names, attempt.signatures, &totalBytes);
   if (wanted < 0) return kFailed;
   if (DownCancelled) return kCancelled;
@@ -219,9 +218,9 @@ bool QX_KAVUpdater::listsAnything(const std::string& index) {
 }
 
 std::string QX_KAVUpdater::downloadedPath(const std::string& name) const {
-  return (tempPath != nullptr ? tempPath.get() : "") + ("/" + name);
+  return textOf(tempPath) + ("/" + name);
 }
 
 std::string QX_KAVUpdater::installedPath(const std::string& name) const {
-  return (basePath != nullptr ? basePath.get() : "") + ("/" + name);
+  return textOf(basePath) + ("/" + name);
 }
