@@ -26,9 +26,8 @@ void printFullBar() {
 }
 
 void printBar(const char* bar, std::int64_t total, std::int64_t done, std::int32_t percent) {
-  std::printf("\r[%-75s](%dKB/%dKB) ", bar, static_cast<int>(done / 1024),
-              static_cast<int>(total / 1024));
-  std::printf("%d%c", percent, '%');
+  std::printf("\r[%-75s](%dKB/%dKB) %d%%", bar, static_cast<int>(done / 1024),
+              static_cast<int>(total / 1024), percent);
 }
 
 }  // namespace
@@ -53,15 +52,9 @@ int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t 
   char* const bar = static_cast<char*>(user);
 
   switch (event) {
-    case ProgressUpdateStarted:
-      std::puts("Update started");
-      break;
-    case ProgressUpdateDone:
-      std::puts("\nUpdate done");
-      break;
-    case ProgressAlreadyUpdated:
-      std::puts("\nDatabase already updated");
-      break;
+    case ProgressUpdateStarted: std::puts("Update started"); break;
+    case ProgressUpdateDone: std::puts("\nUpdate done"); break;
+    case ProgressAlreadyUpdated: std::puts("\nDatabase already updated"); break;
     case ProgressDownloadStarted:
       if (bar != nullptr) emptyBar(bar);
       std::puts("File(s) downloading started. Please wait...");
@@ -85,11 +78,8 @@ int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t 
         printBar(bar, total, done, percent);
       }
       break;
-    case ProgressError:
-      std::printf("\n***Err: %s\n", text);
-      break;
-    default:
-      return 0;
+    case ProgressError: std::printf("\n***Err: %s\n", text); break;
+    default: return 0;
   }
   std::fflush(stdout);
   return 0;

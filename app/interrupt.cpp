@@ -8,6 +8,4 @@ void update_exit(int signal) {
   signal_update_term(signal);
 }
 
-void signal_update_term(int /*signal*/) {
-  DownCancelled = true;
-}
+void signal_update_term(int /*signal*/) { DownCancelled = true; }

@@ -28,19 +28,3 @@ constexpr int ProgressCancel = 2;
 // 0 otherwise. `user` is handed through from whoever installed the callback.
 using UpdateProgressCallback = int (*)(int event, const char* text, std::int64_t total,
                                        std::int64_t done, void* user);
-
-// Sends an event to a callback that may be null, and returns its answer.
-inline int sendProgress(UpdateProgressCallback callback, void* user, ProgressEvent event,
-                        const char* text, std::int64_t total = 0, std::int64_t done = 0) {
-  return callback != nullptr ? callback(event, text, total, done, user) : 0;
-}
-
-// Sends the two events that follow a fetched file, ProgressFileBytes and then
-// ProgressFileDone; a ProgressCancel ends that. Returns the last
-// answer.
-inline int sendFileFetched(UpdateProgressCallback callback, void* user, const char* file,
-                           std::int64_t total, std::int64_t done) {
-  if (sendProgress(callback, user, ProgressFileBytes, file, total, done) == ProgressCancel)
-    return ProgressCancel;
-  return sendProgress(callback, user, ProgressFileDone, file, total, done);
-}

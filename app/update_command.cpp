@@ -1,41 +1,34 @@
 #include "app/update_command.h"
 
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 
 #include "app/display.h"
 #include "config/ini_reader.h"
 #include "config/symbol_table.h"
-#include "engines/owned_string.h"
 #include "engines/result.h"
+#include "system/files.h"
 #include "update/coordinator.h"
 
 namespace {
 
-// One configuration file's values, while they are copied out.
+// One configuration file's values.
 class Configuration {
  public:
   // Reads the file; isLoaded() tells whether that went well.
   explicit Configuration(const char* file)
-      : table_(access(file, F_OK) == 0 ? sym_create_table_(nullptr, 0) : nullptr) {
-    if (table_ != nullptr) ini_dyn_load(table_.get(), file);
-  }
+      : table_(fileExists(file) ? ini_dyn_load(nullptr, file) : nullptr) {}
 
   bool isLoaded() const { return table_ != nullptr; }
 
-  // A copy of the value; null when it is absent.
-  OwnedString text(const char* name) const {
-    return copyString(sym_get_value(table_.get(), name, nullptr));
-  }
+  // The value, as long as this object lives; null when it is absent.
+  const char* text(const char* name) const { return sym_get_value(table_.get(), name, nullptr); }
 
   // The same, null also when it is empty.
-  OwnedString filledText(const char* name) const {
-    OwnedString value = text(name);
-    return value != nullptr && *value != '\0' ? std::move(value) : nullptr;
+  const char* filledText(const char* name) const {
+    const char* const value = text(name);
+    return value != nullptr && *value != '\0' ? value : nullptr;
   }
 
   // 0 when absent or not a number.
@@ -45,10 +38,7 @@ class Configuration {
   std::uint8_t byte(const char* name) const { return static_cast<std::uint8_t>(number(name)); }
 
  private:
-  struct DeleteTable {
-    void operator()(SymbolTable* table) const { sym_delete_table(table); }
-  };
-  std::unique_ptr<SymbolTable, DeleteTable> table_;
+  OwnedTable table_;
 };
 
 }  // namespace
@@ -58,24 +48,18 @@ int getValues(const char* updateConfig, const char* mainConfig, QX_AVUpdate* upd
 
   const Configuration paths(mainConfig);
   if (!paths.isLoaded()) return -1;
-  const OwnedString basePath = paths.filledText("path:BasesPath");
-  const OwnedString tempPath = paths.filledText("path:TempPath");
-  const OwnedString backupPath = paths.filledText("path:BackUpPath");
-
   const Configuration update(updateConfig);
   if (!update.isLoaded()) return -1;
-  const OwnedString proxyServer = update.text("Update:ProxyServer");
-  const OwnedString proxyUser = update.filledText("Update:ProxyUser");
-  const OwnedString proxyPassword = update.filledText("Update:ProxyPass");
-  const OwnedString serverList = update.filledText("Update:ServerList");
 
   try {
-    updater->SetValues(basePath.get(), tempPath.get(), backupPath.get(),
-                       update.byte("Update:UseProxy"), proxyServer.get(),
+    updater->SetValues(paths.filledText("path:BasesPath"), paths.filledText("path:TempPath"),
+                       paths.filledText("path:BackUpPath"), update.byte("Update:UseProxy"),
+                       update.text("Update:ProxyServer"),
                        static_cast<std::uint32_t>(update.number("Update:ProxyPort")),
-                       update.byte("Update:ProxyAuth"), proxyUser.get(), proxyPassword.get(),
-                       update.byte("Update:UseHttps"), update.byte("Update:TimeOut"),
-                       update.byte("Update:NoOfRetries"), serverList.get());
+                       update.byte("Update:ProxyAuth"), update.filledText("Update:ProxyUser"),
+                       update.filledText("Update:ProxyPass"), update.byte("Update:UseHttps"),
+                       update.byte("Update:TimeOut"), update.byte("Update:NoOfRetries"),
+                       update.filledText("Update:ServerList"));
   } catch (const QX_AVUpdateExceptions& error) {
     std::printf("Error: %s\n", error.detail());
   }

@@ -13,25 +13,13 @@
 #include <string>
 #include <string_view>
 
+#include "system/files.h"
+
 namespace {
 
 constexpr std::size_t kLineMax = 1024;  // characters of a line, of a symbol's name
 constexpr std::size_t kTabWidth = 8;
 constexpr int kControlZ = 26;
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
-struct DeleteTable {
-  void operator()(SymbolTable* table) const { sym_delete_table(table); }
-};
-using OwnedTable = std::unique_ptr<SymbolTable, DeleteTable>;
-
-bool exists(const std::string& path) {
-  return access(path.c_str(), F_OK) == 0;
-}
 
 void removeTrailingSpace(std::string& text) {
   while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) != 0)
@@ -155,12 +143,12 @@ OwnedTable environmentTable() {
 // The path of the file that the name stands for; empty when there is none.
 std::string locate(const std::string& name) {
   const char* const path = std::getenv("PATH");
-  if (path != nullptr && exists(name)) return name;
+  if (path != nullptr && fileExists(name)) return name;
   std::string_view directories(path != nullptr ? path : "PATH");
   while (!directories.empty()) {
     const std::size_t end = directories.find(':');
     const std::string directory(directories.substr(0, end));
-    if (!directory.empty() && exists(directory + "/" + name)) return directory + "/" + name;
+    if (!directory.empty() && fileExists(directory + "/" + name)) return directory + "/" + name;
     directories.remove_prefix(end == std::string_view::npos ? directories.size() : end + 1);
   }
   return std::string();
@@ -228,7 +216,7 @@ SymbolTable* ini_dyn_load(SymbolTable* table, const char* file) {
     const std::string path = locate(file);
     if (path.empty()) return table;
     storeFileSymbols(table, file, path);
-    const File stream(std::fopen(path.c_str(), "re"));
+    const File stream = openFile(path);
     if (stream == nullptr) return table;
     const OwnedTable environment = environmentTable();
     readEntries(stream.get(), table, *environment);

@@ -56,9 +56,7 @@ SymbolTable* sym_create_table_(const char* /*file*/, int /*line*/) {
   return new (std::nothrow) SymbolTable;
 }
 
-void sym_delete_table(SymbolTable* table) {
-  delete table;
-}
+void sym_delete_table(SymbolTable* table) { delete table; }
 
 Symbol* sym_lookup_symbol(const SymbolTable* table, const char* name) {
   return findSymbol(*table, name);

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 struct Symbol {
@@ -39,6 +40,11 @@ SymbolTable* sym_create_table_(const char* file, int line);
 // Frees the table with everything in it, also the values that
 // sym_get_value() has handed out. A null table is ignored.
 void sym_delete_table(SymbolTable* table);
+
+struct DeleteTable {
+  void operator()(SymbolTable* table) const { sym_delete_table(table); }
+};
+using OwnedTable = std::unique_ptr<SymbolTable, DeleteTable>;
 
 // Returns the symbol with exactly this name, or null.
 Symbol* sym_lookup_symbol(const SymbolTable* table, const char* name);

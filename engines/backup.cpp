@@ -6,11 +6,11 @@
 #include <system_error>
 #include <utility>
 
-#include "engines/command.h"
-#include "engines/file_commands.h"
-#include "engines/files.h"
 #include "engines/index_set_aside.h"
-#include "engines/shell_word.h"
+#include "system/command.h"
+#include "system/file_commands.h"
+#include "system/files.h"
+#include "system/shell_word.h"
 
 namespace fs = std::filesystem;
 
@@ -43,16 +43,14 @@ bool holdsAllOf(const std::string& directory, const std::string& of, const std::
 
 }  // namespace
 
-Backup::Backup(std::string base, std::string place, const std::string& index)
-    : base_(std::move(base)), place_(std::move(place)), waiting_(waitingName(index)) {}
+Backup::Backup(const Session& session, std::string place)
+    : base_(session.basePath),
+      place_(std::move(place)),
+      waiting_(waitingName(session.format->index)) {}
 
-bool Backup::exists() const {
-  return fileExists(place_);
-}
+bool Backup::exists() const { return fileExists(place_); }
 
-int Backup::drop() {
-  return removeTree(place_);
-}
+int Backup::remove() const { return removeTree(place_); }
 
 int Backup::take() {
   const bool cleared = !exists();
@@ -84,6 +82,4 @@ bool Backup::restore() const {
   return syncFileSystem(base_) && isThere && restored;
 }
 
-bool Backup::isBack(int status) const {
-  return status == 0 || holdsAllOf(base_, place_, waiting_);
-}
+bool Backup::isBack(int status) const { return status == 0 || holdsAllOf(base_, place_, waiting_); }

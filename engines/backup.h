@@ -3,22 +3,24 @@
 
 #include <string>
 
-// Owns nothing on disk: the copy outlives the object. Whether a copy worked is told
-// by its files, not by cp's status alone, which is 1 already when an owner could not
-// be kept.
+#include "engines/session.h"
+
+// Owns nothing on disk: the copy outlives the object. Whether a copy worked is told by
+// its files, not by cp's status alone, which is 1 already when an owner could not be
+// kept.
 class Backup {
  public:
-  // The database, the directory for the copy, and the name of the index.
-  Backup(std::string base, std::string place, const std::string& index);
+  // A copy of the session's database in the directory `place`.
+  Backup(const Session& session, std::string place);
 
   const std::string& place() const { return place_; }
   bool exists() const;
 
   // Removes what lies in the place. Returns what system() does.
-  int drop();
+  int remove() const;
 
-  // Copies the database to the place, which was cleared before, and returns cp's
-  // status as system() does. An index that waits in the database is left out.
+  // Copies the database to the place, which was cleared before, and returns cp's status
+  // as system() does. An index that waits in the database is left out.
   int take();
 
   // Whether the copy just taken is whole; asked while the database is still the same.
@@ -29,8 +31,8 @@ class Backup {
   // Copies the visible entries of the place over the database: cp's status.
   int copyBack() const;
 
-  // The same for a copy that is whole, once more without a pattern if need be, and
-  // onto the disk. Whether every file of the copy is in the database again.
+  // The same for a copy that is whole, once more without a pattern if need be, and onto
+  // the disk. Whether the copy is in the database again.
   [[nodiscard]] bool restore() const;
 
  private:

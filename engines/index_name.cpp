@@ -8,9 +8,7 @@
 
 namespace {
 
-bool isControl(char c) {
-  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
+bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
 
 std::vector<std::string_view> componentsOf(std::string_view name) {
   std::vector<std::string_view> components;

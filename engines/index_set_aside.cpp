@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <utility>
 
-#include "engines/file_commands.h"
-#include "engines/files.h"
 #include "engines/result.h"
+#include "system/file_commands.h"
+#include "system/files.h"
 
 namespace {
 

@@ -23,45 +23,44 @@ fs::path resolved(const std::string& path) {
 }
 
 // Also when the directory is mounted in two places.
-bool isOrHolds(const fs::path& directory, const fs::path& path) {
+bool isOrHolds(const std::string& directory, const std::string& path) {
+  const fs::path holder = resolved(directory);
   std::error_code error;
-  for (fs::path place = path;; place = place.parent_path()) {
-    if (place == directory || fs::equivalent(place, directory, error)) return true;
+  for (fs::path place = resolved(path);; place = place.parent_path()) {
+    if (place == holder || fs::equivalent(place, holder, error)) return true;
     if (!place.has_relative_path()) return false;
   }
 }
 
 }  // namespace
 
-bool arePlacesApart(const std::string& base, const std::string& temp, const std::string& backup,
-                    const char* prefix, QX_AVUpdateLog* log) {
-  const fs::path realBase = resolved(base);
-  if (isOrHolds(realBase, resolved(temp))) {
-    writeLog(log, "%sTemp directory %s is or lies in the database %s\n", prefix, temp.c_str(),
-             base.c_str());
+bool arePlacesApart(const Session& session) {
+  if (!session.isOpen()) return true;
+  const auto refuse = [&session](const char* what, const std::string& path, const char* how,
+                                 const std::string& other) {
+    writeLog(session.log, "%s%s directory %s is or %s %s\n", session.format->prefix, what,
+             path.c_str(), how, other.c_str());
     return false;
-  }
+  };
+  const std::string& base = session.basePath;
+  const std::string backup = session.backupPath.value_or("");
+  if (isOrHolds(base, session.tempPath))
+    return refuse("Temp", session.tempPath, "lies in the database", base);
   if (backup.empty()) return true;
-  const fs::path realBackup = resolved(backup);
-  if (isOrHolds(realBase, realBackup)) {
-    writeLog(log, "%sBackup directory %s is or lies in the database %s\n", prefix, backup.c_str(),
-             base.c_str());
-    return false;
-  }
-  std::vector<std::string> places{base, temp};
+  if (isOrHolds(base, backup)) return refuse("Backup", backup, "lies in the database", base);
+  std::vector<std::string> places{base, session.tempPath};
   places.insert(places.end(), std::begin(kOwn), std::end(kOwn));
-  for (const std::string& place : places) {
-    if (!isOrHolds(realBackup, resolved(place))) continue;
-    writeLog(log, "%sBackup directory %s is or holds %s\n", prefix, backup.c_str(), place.c_str());
-    return false;
-  }
+  for (const std::string& place : places)
+    if (isOrHolds(backup, place)) return refuse("Backup", backup, "holds", place);
   return true;
 }
 
-bool reachesPlaces(const std::string& path, const std::string& base, const std::string& backup) {
-  const fs::path real = resolved(path);
-  const auto holds = [&real](const std::string& place) {
-    return !place.empty() && isOrHolds(resolved(place), real);
+// Only a name with a folder in it can leave the directory that it is fetched into.
+bool reachesPlaces(const Session& session, const std::string& name) {
+  if (name.find('/') == std::string::npos) return false;
+  const auto holds = [target = session.downloaded(name)](const std::string& place) {
+    return !place.empty() && isOrHolds(place, target);
   };
-  return holds(base) || holds(backup) || std::any_of(std::begin(kOwn), std::end(kOwn), holds);
+  return holds(session.basePath) || holds(session.backupPath.value_or("")) ||
+         std::any_of(std::begin(kOwn), std::end(kOwn), holds);
 }

@@ -22,17 +22,16 @@ std::string serverUrl(std::string_view entry, bool useHttps) {
   return scheme + std::string(entry.substr(http == 0 ? kHttp.size() : kHttps.size()));
 }
 
-std::int32_t fillServers(OwnedString (&servers)[kMaxServers], std::string_view list, bool useHttps,
-                         QX_AVUpdateLog* log) {
-  std::int32_t count = 0;
-  for (std::size_t start = 0; start <= list.size() && count < kMaxServers;) {
+std::vector<std::string> usableServers(std::string_view list, bool useHttps, QX_AVUpdateLog* log) {
+  std::vector<std::string> servers;
+  for (std::size_t start = 0; start <= list.size() && servers.size() < kMaxServers;) {
     const std::string entry(list.substr(start, list.find(',', start) - start));
     start += entry.size() + 1;
     const std::string url = serverUrl(entry, useHttps);
     if (url.empty())
       writeLog(log, "Invalid addr %s\n", entry.c_str());
     else
-      servers[count++] = copyString(url.c_str());
+      servers.push_back(url);
   }
-  return count;
+  return servers;
 }

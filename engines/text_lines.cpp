@@ -9,7 +9,7 @@ void removeTrailing(std::string& text, char c) {
 
 }  // namespace
 
-LineReader::LineReader(const char* path, std::size_t limit)
+LineReader::LineReader(const std::string& path, std::size_t limit)
     : file_(path), buffer_(limit + 1, '\0') {}
 
 bool LineReader::next(std::string& line) {

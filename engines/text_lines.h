@@ -1,4 +1,4 @@
-// Index files as lines of text.
+// Text files, indexes and wget's log, as lines.
 #pragma once
 
 #include <fstream>
@@ -8,7 +8,7 @@
 // `limit` characters and ends the reading. A line ends at a NUL that it holds.
 class LineReader {
  public:
-  LineReader(const char* path, std::size_t limit);
+  LineReader(const std::string& path, std::size_t limit);
 
   bool isOpen() const { return file_.is_open(); }
 

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstring>
 
 #include "engines/server_list.h"
-#include "engines/shell_word.h"
 #include "fuzz/input.h"
+#include "system/shell_word.h"
 
 namespace {
 
@@ -33,13 +32,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(echoed(shellWord(text)) == text, "a word reaches a command unchanged");
 
   const bool https = size % 2 != 0;
-  OwnedString servers[kMaxServers];
-  const int count = fillServers(servers, text, https, nullptr);
-  for (int i = 0; i < kMaxServers; ++i) {
-    require((i < count) == (servers[i] != nullptr), "the first ones are set");
-    const char* const scheme = https ? "https://" : "http://";
-    if (i < count)
-      require(std::strncmp(servers[i].get(), scheme, std::strlen(scheme)) == 0, "the scheme");
-  }
+  const std::vector<std::string> servers = usableServers(text, https, nullptr);
+  require(servers.size() <= kMaxServers, "not too many");
+  for (const std::string& server : servers)
+    require(server.rfind(https ? "https://" : "http://", 0) == 0, "the scheme");
   return 0;
 }

@@ -12,9 +12,7 @@ InputFile::InputFile(const std::uint8_t* data, std::size_t size)
   require(write(descriptor_, data, size) == static_cast<ssize_t>(size), "a file to read");
 }
 
-InputFile::~InputFile() {
-  close(descriptor_);
-}
+InputFile::~InputFile() { close(descriptor_); }
 
 void require(bool condition, const char* what) {
   if (condition) return;

@@ -1,11 +1,11 @@
 #include <csignal>
 
 #include "app/interrupt.h"
-#include "engines/command.h"
+#include "system/command.h"
 #include "engines/index_name.h"
 #include "engines/places.h"
 #include "engines/server_list.h"
-#include "engines/shell_word.h"
+#include "system/shell_word.h"
 #include "tests/sandbox.h"
 
 namespace {
@@ -34,25 +34,30 @@ TEST_F(Places, DoNotLieInEachOther) {
   eachCase("places", [&](const Case& c) {
     writeFile("log", "");
     const std::string& refused = c.at("refused");
-    EXPECT_EQ(arePlacesApart(c.at("base"), c.at("temp"), c.at("backup"), "LOG: ", &log), refused.empty());
+    const EngineFormat format{"LOG: ", "i", false};
+    Session session(format);
+    session.log = &log;
+    session.basePath = c.at("base");
+    session.tempPath = c.at("temp");
+    session.backupPath = c.at("backup");
+    EXPECT_EQ(arePlacesApart(session), refused.empty());
     EXPECT_EQ(readFile("log"), refused.empty() ? "" : "LOG: " + refused + "\n");
   });
 }
 
 TEST(ServerList, NormalisesEntries) {
   eachCase("server-lists", [](const Case& c) {
-    OwnedString servers[kMaxServers];
-    const int count = fillServers(servers, c.at("list"), c.at("https") == "yes", nullptr);
     std::string joined;
-    for (int i = 0; i < count; ++i) joined += (i == 0 ? "" : " ") + std::string(servers[i].get());
+    for (const std::string& server : usableServers(c.at("list"), c.at("https") == "yes", nullptr))
+      joined += (joined.empty() ? "" : " ") + server;
     EXPECT_EQ(joined, c.at("servers"));
   });
 }
 
 TEST(Command, TellsHowItEnded) {
-  EXPECT_TRUE(runDownload("printf '%100000s' x; test \"$LC_ALL\" = C").succeeded());
-  EXPECT_FALSE(runDownload("exit 3").succeeded());
-  EXPECT_FALSE(runDownload("kill -9 $$").succeeded());
+  EXPECT_TRUE(runDownload("printf '%100000s' x; test \"$LC_ALL\" = C"));
+  EXPECT_FALSE(runDownload("exit 3"));
+  EXPECT_FALSE(runDownload("kill -9 $$"));
   EXPECT_EQ(runInstallation("exit 2") >> 8, 2);
 }
 

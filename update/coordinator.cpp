@@ -1,46 +1,64 @@
 #include "update/coordinator.h"
 
-#include <unistd.h>
-
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <new>
 #include <utility>
 
 #include "app/interrupt.h"
 #include "engines/bd/bd_updater.h"
 #include "engines/kav/kav_updater.h"
-#include "engines/proxy.h"
+#include "system/files.h"
 #include "update/paths.h"
 
 namespace {
 
 constexpr int kNoProblem = 0;
 
-ProxySettings proxyOf(const UpdateSettings& settings) {
-  return {settings.useProxy,  settings.proxyAuth,       settings.proxyServer.get(),
-          settings.proxyPort, settings.proxyUser.get(), settings.proxyPassword.get()};
+EngineSettings viewOf(const UpdateSettings& s, QX_AVUpdateLog* log) {
+  return {
+      log,         s.basePath.get(),    s.tempPath.get(), s.backupPath.get(), s.useProxy,
+      s.proxyAuth, s.proxyServer.get(), s.proxyPort,      s.proxyUser.get(),  s.proxyPassword.get(),
+      s.timeout,   s.useHttps,          s.retries,        s.serverList.get()};
 }
 
-// The code of the first thing that keeps an update with these settings from
-// running, or kNoProblem.
-int problemWith(int systemType, const UpdateSettings& settings) {
+// The code of the first thing that keeps an update with these settings from running,
+// or kNoProblem.
+int problemWith(int systemType, const EngineSettings& settings) {
   if (systemType == QX_AVUpdate::QX_UNWSystem) return QX_AVUpdateExceptions::ExceptionUnknownSystem;
   if (settings.basePath == nullptr) return QX_AVUpdateExceptions::ExceptionBasePath;
   if (settings.tempPath == nullptr) return QX_AVUpdateExceptions::ExceptionTempPath;
-  if (!isComplete(proxyOf(settings))) return QX_AVUpdateExceptions::ExceptionProxyServer;
+  if (!settings.isProxyComplete()) return QX_AVUpdateExceptions::ExceptionProxyServer;
   if (settings.serverList == nullptr) return QX_AVUpdateExceptions::ExceptionUpdateServer;
   return kNoProblem;
 }
 
-// Both engines take the settings in this order, which is not SetValues' own.
-template <class Engine>
-int setEngineValues(Engine& engine, QX_AVUpdateLog* log, const UpdateSettings& s) {
-  return engine.setValues(log, s.basePath.get(), s.tempPath.get(), s.backupPath.get(), s.useProxy,
-                          s.proxyAuth, s.proxyServer.get(), s.proxyPort, s.proxyUser.get(),
-                          s.proxyPassword.get(), s.timeout, s.useHttps, s.retries,
-                          s.serverList.get());
+int runKav(const EngineSettings& settings, UpdateProgressCallback callback, void* user) {
+  QX_KAVUpdater updater;
+  if (updater.setValues(settings) < 0 || updater.SetCallback(callback, user) < 0) return kFailed;
+  return updater.update();
 }
+
+int runBd(const EngineSettings& settings, UpdateProgressCallback callback, void* user) {
+  QX_BDUpdater updater;
+  if (updater.setValues(settings) < 0 || updater.setCallback(callback, user) < 0) return kFailed;
+  return updater.updateNow();
+}
+
+// An engine is a row: the number that the version file may begin a line with, at least;
+// its type; its line for want of memory; what runs it. Higher numbers come first.
+struct Engine {
+  int number;
+  std::uint8_t type;
+  const char* outOfMemory;
+  int (*run)(const EngineSettings& settings, UpdateProgressCallback callback, void* user);
+};
+
+constexpr Engine kEngines[] = {
+    {3, QX_AVUpdate::QX_BDESystem, "BLOG: Error allocating memory\n", runBd},
+    {2, QX_AVUpdate::QX_KAVSystem, "KLOG: Error allocating memory\n", runKav},
+};
 
 }  // namespace
 
@@ -62,20 +80,12 @@ QX_AVUpdate::~QX_AVUpdate() {
 }
 
 int QX_AVUpdate::QX_GetSystemType() {
-  if (access(kVersionFile, R_OK) != 0) return QX_UNWSystem;
-  std::FILE* const file = std::fopen(kVersionFile, "re");
-  if (file == nullptr) return QX_UNWSystem;
-  int type = QX_UNWSystem;
+  const File file = isReadable(kVersionFile) ? openFile(kVersionFile) : nullptr;
   char line[63];
-  while (type == QX_UNWSystem && std::fgets(line, sizeof line, file) != nullptr) {
-    const int number = std::atoi(line);
-    if (number >= 3)
-      type = QX_BDESystem;
-    else if (number == 2)
-      type = QX_KAVSystem;
-  }
-  std::fclose(file);
-  return type;
+  while (file != nullptr && std::fgets(line, sizeof line, file.get()) != nullptr)
+    for (const Engine& engine : kEngines)
+      if (std::atoi(line) >= engine.number) return engine.type;
+  return QX_UNWSystem;
 }
 
 void QX_AVUpdate::SetValues(const char* basePath, const char* tempPath, const char* backupPath,
@@ -98,13 +108,14 @@ void QX_AVUpdate::SetValues(const char* basePath, const char* tempPath, const ch
   values.retries = retries;
   values.serverList = copyString(serverList);
 
-  const int problem = problemWith(systemType, values);
+  const int problem = problemWith(systemType, viewOf(values, nullptr));
   if (problem != kNoProblem) throw QX_AVUpdateExceptions(problem);
   settings = std::move(values);
 }
 
 int QX_AVUpdate::UpdateNow(UpdateProgressCallback callback, void* user) {
-  const int problem = problemWith(systemType, settings);
+  const EngineSettings values = viewOf(settings, log.get());
+  const int problem = problemWith(systemType, values);
   if (problem != kNoProblem) {
     writeLog(log.get(), problem == QX_AVUpdateExceptions::ExceptionUnknownSystem
                             ? "Unknow qxav installation\n"
@@ -117,27 +128,14 @@ int QX_AVUpdate::UpdateNow(UpdateProgressCallback callback, void* user) {
   }
 
   DownCancelled = false;
+  const Engine* const engine =
+      std::find_if(std::begin(kEngines), std::end(kEngines),
+                   [this](const Engine& row) { return row.type == systemType; });
+  if (engine == std::end(kEngines)) return kFailed;
   try {
-    return runEngine(callback, user);
+    return engine->run(values, callback, user);
   } catch (const std::bad_alloc&) {
-    writeLog(log.get(), systemType == QX_BDESystem ? "BLOG: Error allocating memory\n"
-                                                   : "KLOG: Error allocating memory\n");
-    return -1;
+    writeLog(log.get(), "%s", engine->outOfMemory);
+    return kFailed;
   }
-}
-
-int QX_AVUpdate::runEngine(UpdateProgressCallback callback, void* user) {
-  if (systemType == QX_BDESystem) {
-    const auto engine = std::make_unique<QX_BDUpdater>();
-    if (setEngineValues(*engine, log.get(), settings) < 0) return -1;
-    if (engine->setCallback(callback, user) < 0) return -1;
-    return engine->updateNow();
-  }
-  if (systemType == QX_KAVSystem) {
-    const auto engine = std::make_unique<QX_KAVUpdater>();
-    if (setEngineValues(*engine, log.get(), settings) < 0) return -1;
-    if (engine->SetCallback(callback, user) < 0) return -1;
-    return engine->update();
-  }
-  return -1;
 }

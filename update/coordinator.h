@@ -75,8 +75,6 @@ class QX_AVUpdate {
   bool isRunning();
 
  private:
-  int runEngine(UpdateProgressCallback callback, void* user);
-
   const std::uint8_t systemType;
   bool locked = false;
   std::unique_ptr<QX_AVUpdateLog> log;  // exists exactly while locked

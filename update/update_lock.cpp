@@ -5,12 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "system/files.h"
 #include "update/coordinator.h"
 #include "update/paths.h"
 
@@ -51,16 +52,18 @@ struct LockOwner {
 LockOwner parseOwner(char* line) {
   char* const colon = std::strrchr(line, ':');
   const char* const number = colon != nullptr ? colon + 1 : line;
-  const bool isNumber = number[std::strspn(number, "0123456789")] == '\0';
+  const char* const end = number + std::strlen(number);
+  int pid = 0;
+  const bool isNumber = std::from_chars(number, end, pid).ptr == end;
   if (colon != nullptr) *colon = '\0';
-  return {line, isNumber ? std::atoi(number) : 0};
+  return {line, isNumber ? pid : 0};
 }
 
 bool writeLockFile(const char* owner) {
-  std::FILE* const file = std::fopen(kLockFile, "we");
+  File file = openFile(kLockFile, "w");
   if (file == nullptr) return false;
-  const bool written = std::fprintf(file, "%s:%d", owner, getpid()) > 0;
-  const bool closed = std::fclose(file) == 0;
+  const bool written = std::fprintf(file.get(), "%s:%d", owner, getpid()) > 0;
+  const bool closed = std::fclose(file.release()) == 0;
   if (written && closed) return true;
   // On a full disk: a file without our number would not keep anyone out.
   unlink(kLockFile);
@@ -92,12 +95,11 @@ int QX_AVUpdate::LockUpdate(const char* name) {
 }
 
 bool QX_AVUpdate::isRunning() {
-  if (access(kLockFile, F_OK) != 0) return false;
-  std::FILE* const file = std::fopen(kLockFile, "re");
+  if (!fileExists(kLockFile)) return false;
+  const File file = openFile(kLockFile);
   if (file == nullptr) return true;
   char line[63] = "";
-  if (std::fgets(line, sizeof line, file) == nullptr) line[0] = '\0';
-  std::fclose(file);
+  if (std::fgets(line, sizeof line, file.get()) == nullptr) line[0] = '\0';
   line[std::strcspn(line, "\n")] = '\0';
 
   const LockOwner owner = parseOwner(line);

@@ -12,8 +12,7 @@ int QX_AVUpdateLog::Start(const char* name) {
   if (isOpen()) return 0;
   if (name != nullptr) name_ = copyString(name);
   if (name_ == nullptr) throw "Invalid NULL file Name";
-  // Closed on exec, so that no surviving child holds the log.
-  stream_.reset(std::fopen(name_.get(), "ae"));
+  stream_ = openFile(name_.get(), "a");
   return isOpen() ? 0 : -1;
 }
 
@@ -36,13 +35,9 @@ int QX_AVUpdateLog::LogList(const char* format, std::va_list arguments) {
   return length;
 }
 
-void QX_AVUpdateLog::Stop() {
-  stream_.reset();
-}
+void QX_AVUpdateLog::Stop() { stream_.reset(); }
 
-int CoverLog() {
-  return 0;
-}
+int CoverLog() { return 0; }
 
 int writeLog(QX_AVUpdateLog* log, const char* format, ...) {
   if (log == nullptr || !log->isOpen()) return CoverLog();

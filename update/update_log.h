@@ -2,10 +2,9 @@
 #pragma once
 
 #include <cstdarg>
-#include <cstdio>
-#include <memory>
 
-#include "engines/owned_string.h"
+#include "system/files.h"
+#include "system/owned_string.h"
 
 // Appends texts to a file exactly as the caller formats them: no time stamp, no
 // line end of its own. Every text is flushed at once, so the file is complete
@@ -37,12 +36,8 @@ class QX_AVUpdateLog {
   bool isOpen() const { return stream_ != nullptr; }
 
  private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   OwnedString name_;
-  std::unique_ptr<std::FILE, CloseFile> stream_;
+  File stream_;
 };
 
 // Stands in for a log write where there is no log: does nothing, returns 0.

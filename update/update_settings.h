@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "engines/owned_string.h"
+#include "system/owned_string.h"
 
 // Strings are owned copies; null means not set.
 struct UpdateSettings {

@@ -7,21 +7,20 @@
 #include <string>
 #include <vector>
 
-#include "app/progress.h"
+#include "engines/attempt.h"
 #include "engines/backup.h"
 #include "engines/bd/av_entry.h"
-#include "engines/index_name.h"
-#include "engines/index_set_aside.h"
-#include "engines/owned_string.h"
-#include "engines/server_list.h"
-#include "update/update_log.h"
+#include "engines/session.h"
+
+inline constexpr EngineFormat kBdFormat{"LOG: ", "versions.dat", false};
 
 // Used in this order: construct, setValues, setCallback, updateNow, destroy.
 //
 // Owns copies of the settings, borrows the log and the callback's user pointer.
 // Main thread only. Operations that return int give 0 for success, 2 when they
 // were cancelled, by the callback or by DownCancelled, and a negative number for
-// a failure, which the log explains.
+// a failure, which the log explains. Without settings, or after they were refused,
+// nothing is fetched or changed anywhere.
 class QX_BDUpdater {
  public:
   // Failed downloads, by cause.
@@ -37,7 +36,6 @@ class QX_BDUpdater {
                const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
                const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
                unsigned char retries, const char* serverList);
-  ~QX_BDUpdater() { DeallocMemory(); }
   QX_BDUpdater(const QX_BDUpdater&) = delete;
   QX_BDUpdater& operator=(const QX_BDUpdater&) = delete;
 
@@ -56,6 +54,7 @@ class QX_BDUpdater {
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
                 const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
                 unsigned char retries, const char* serverList);
+  int setValues(const EngineSettings& settings);
 
   // Returns 0, or -1 for a null callback, which changes nothing.
   int setCallback(UpdateProgressCallback callback, void* data);
@@ -89,8 +88,8 @@ class QX_BDUpdater {
   // reports it to callback and log and returns one of the DownloadErr codes.
   int DownloadError(const char* file);
 
-  // Makes a missing base directory, and the working directory, which becomes
-  // tempPath, and chooses a backup directory when none is configured. Returns 0,
+  // Makes a missing base directory, and the working directory, in which files are
+  // fetched from then on, and chooses a backup directory when none is configured. Returns 0,
   // or -1 after a line in the log; -1 without settings.
   int MakeDirs();
 
@@ -130,59 +129,24 @@ class QX_BDUpdater {
                     std::vector<__QX_AvEntry>& downloadList, std::int32_t* totalSize) const;
 
  private:
-  struct Attempt;
-
-  int send(ProgressEvent event, const char* text) const;
-  void reportError(const std::string& text) const;
-
-  // Questions of the comparison.
-  enum class Digest { Unreadable, Equal, Different };
-  Digest compareDigest(const __QX_AvEntry& entry) const;
-  bool wantedByDigest(const __QX_AvEntry& entry) const;
-  struct Installed {
-    IndexName name;
-    const __QX_AvEntry* entry;
-  };
-  bool wantedByIndex(const __QX_AvEntry& entry, const std::vector<Installed>& installed,
-                     bool orUnlisted) const;
-  int findWanted(const char* newIndex, const char* oldIndex, bool alsoUnlisted,
-                 std::vector<__QX_AvEntry>& downloadList, std::int32_t* totalSize) const;
-
+  int fetch(const char* server, const char* file, std::int32_t size, bool notify, bool mustBeWhole);
+  int transfer(const char* server, const char* file, bool mustBeWhole);
   int tryServers();
-  std::optional<Backup> currentBackup() const;
-  static int takeBackup(Backup& backup);
 
-  // The steps of an attempt, in their order.
-  int fetchIndex(const Attempt& attempt);
-  bool hasSavedSize(const std::string& path) const;
+  // The steps of an attempt. Those that install return what failed, as the watcher is
+  // told it.
   int findChanges(Attempt& attempt);
-  void removeStaged(const Attempt& attempt) const;
-  void downloadFiles(Attempt& attempt);
-  void backUp(Attempt& attempt);
-  void install(Attempt& attempt);
-  std::optional<std::string> installAll(Attempt& attempt, IndexSetAside& index);
-  std::optional<std::string> installFile(Attempt& attempt, const __QX_AvEntry& entry);
-  void undoInstallation(const Attempt& attempt, IndexSetAside& index);
+  bool downloadFiles(Attempt& attempt);
+  bool backUp();
+  void install(const Attempt& attempt);
+  std::optional<std::string> installFile(const Wanted& file, bool& hasAddedFiles) const;
+  std::optional<std::string> installIndex(const Attempt& attempt, IndexSetAside& index) const;
+  void undoInstallation(IndexSetAside& index, bool backupIsWhole, bool hasAddedFiles);
 
-  std::string downloadedPath(const std::string& name) const;  // its path below tempPath
-  std::string installedPath(const std::string& name) const;   // its path below basePath
-
-  OwnedString servers[kMaxServers];
-  std::int32_t serverCount = 0;
-  OwnedString basePath;
-  bool baseCreated = false;  // by this run: there is nothing to back up
-  OwnedString tempPath;      // from MakeDirs on the working directory
-  OwnedString backupPath;
-  bool backupConfigured = false;
-  bool keepBackup = false;  // in this run: the only whole copy, which could not be restored
-  OwnedString wgetCommand;
-  OwnedString wgetErrorFile;  // in the configured temp directory
-  unsigned char useProxy = 0;
-  unsigned char useHttps = 0;
-  UpdateProgressCallback callback = nullptr;
-  void* callbackData = nullptr;
-  std::int32_t totalBytes = 0;
-  std::int32_t doneBytes = 0;
-  bool wgetSucceeded = false;  // the last one that was run
-  QX_AVUpdateLog* log = nullptr;
+  Session session{kBdFormat};
+  std::string wgetCommand;
+  std::string wgetErrorFile;     // in the configured temp directory
+  std::optional<Backup> backup;  // configured, or chosen by MakeDirs()
+  bool keepBackup = false;       // in this run: the only whole copy, not restored
+  bool baseCreated = false;      // by this run: there is nothing to back up
 };

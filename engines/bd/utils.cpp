@@ -5,29 +5,38 @@
 
 #include <openssl/md5.h>
 
-#include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "engines/result.h"
 #include "engines/text_lines.h"
+#include "system/files.h"
 
-int QX_UTILS::md5sum(const char* file, char* out) {
-  std::FILE* const stream = std::fopen(file, "re");
-  if (stream == nullptr) return kFailed;
-  // The chunks are small; fewer and larger reads behind them save a tenth.
+std::optional<std::string> md5Of(const std::string& file) {
+  // The chunks are small; fewer and larger reads behind them save a tenth. The stream
+  // goes before its buffer.
   char buffer[64 * 1024];
-  std::setvbuf(stream, buffer, _IOFBF, sizeof buffer);
+  const File stream = openFile(file);
+  if (stream == nullptr) return std::nullopt;
+  std::setvbuf(stream.get(), buffer, _IOFBF, sizeof buffer);
   MD5_CTX context;
   MD5_Init(&context);
   unsigned char chunk[1024];
-  for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, stream)) > 0;)
+  for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, stream.get())) > 0;)
     MD5_Update(&context, chunk, n);
   unsigned char digest[MD5_DIGEST_LENGTH];
   MD5_Final(digest, &context);
-  const bool read = std::ferror(stream) == 0;
-  std::fclose(stream);
-  if (!read) return kFailed;
-  for (const unsigned char byte : digest) out += std::sprintf(out, "%02x", byte);
+  if (std::ferror(stream.get()) != 0) return std::nullopt;
+  std::string text;
+  for (const unsigned char byte : digest)
+    for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
+  return text;
+}
+
+int QX_UTILS::md5sum(const char* file, char* out) {
+  const std::optional<std::string> digest = md5Of(file);
+  if (!digest) return kFailed;
+  std::memcpy(out, digest->c_str(), kDigestBytes);
   return kDone;
 }
 
@@ -35,6 +44,4 @@ std::string QX_UTILS::strtrim(std::string text) {
   return withoutLeadingBlanks(withoutTrailingBlanks(std::move(text)));
 }
 
-std::string QX_UTILS::strchop(std::string text) {
-  return withoutLineEnd(std::move(text));
-}
+std::string QX_UTILS::strchop(std::string text) { return withoutLineEnd(std::move(text)); }

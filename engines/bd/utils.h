@@ -2,15 +2,19 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
+
+// The MD5 digest of a file as 32 lower-case hexadecimal digits; nothing when the file
+// cannot be opened or read.
+std::optional<std::string> md5Of(const std::string& file);
 
 class QX_UTILS {
  public:
   static constexpr std::size_t kDigestBytes = 33;  // 32 digits and the terminator
 
-  // Writes the MD5 digest of a file as lower-case hexadecimal digits into a
-  // buffer of kDigestBytes. Returns 0, or -1 when the file cannot be opened or
-  // read; the buffer is untouched then.
+  // Writes md5Of() into a buffer of kDigestBytes. Returns 0, or -1 when there is no
+  // digest; the buffer is untouched then.
   static int md5sum(const char* file, char* out);
 
   // The text without leading and trailing blanks (the space character alone); a

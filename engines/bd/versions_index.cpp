@@ -1,12 +1,8 @@
-// Reading versions.dat.
-
-#include <optional>
+#include "engines/bd/versions_index.h"
 
 #include "app/interrupt.h"
-#include "engines/bd/bd_updater.h"
 #include "engines/bd/utils.h"
-#include "engines/numbers.h"
-#include "engines/result.h"
+#include "engines/change_set.h"
 #include "engines/text_lines.h"
 
 namespace {
@@ -36,14 +32,13 @@ std::optional<__QX_AvEntry> parseEntry(std::string line) {
 
 }  // namespace
 
-int QX_BDUpdater::GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list) {
+std::optional<std::vector<__QX_AvEntry>> readVersions(const std::string& path) {
   LineReader reader(path, kIndexLineLimit);
-  if (!reader.isOpen()) return kFailed;
-  list.clear();
+  if (!reader.isOpen()) return std::nullopt;
+  std::vector<__QX_AvEntry> entries;
   std::string line;
-  while (!DownCancelled && reader.next(line)) {
-    std::optional<__QX_AvEntry> entry = parseEntry(QX_UTILS::strtrim(QX_UTILS::strchop(line)));
-    if (entry) list.push_back(std::move(*entry));
-  }
-  return static_cast<int>(list.size());
+  while (!DownCancelled && reader.next(line))
+    if (auto entry = parseEntry(QX_UTILS::strtrim(QX_UTILS::strchop(line))))
+      entries.push_back(std::move(*entry));
+  return entries;
 }

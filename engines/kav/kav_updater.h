@@ -1,34 +1,33 @@
 // The updater for Kaspersky-format bases, which the index avp.klb describes.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "app/progress.h"
-#include "engines/owned_string.h"
-#include "engines/server_list.h"
-#include "update/update_log.h"
+#include "engines/attempt.h"
+#include "engines/kav/klb_index.h"
+#include "engines/session.h"
+
+inline constexpr EngineFormat kKavFormat{"KLOG: ", "avp.klb", true};
 
 // Used in this order: construct, setValues, SetCallback, update, destroy.
 //
 // Owns copies of the settings, borrows the log and the callback's user pointer.
 // Main thread only. Operations that return int give 0 for success, 2 when they
 // were cancelled, by the callback or by DownCancelled, and a negative number for
-// a failure, which the log explains.
+// a failure, which the log explains. Without settings, or after they were refused,
+// nothing is fetched or changed anywhere and the failure has no message.
 class QX_KAVUpdater {
  public:
   // The comparison of a downloaded index with the installed one.
   enum IndexComparison : int { IndexChanged = 0, IndexMissing = 1, IndexUnchanged = 2 };
 
   // Sizes of the caller's buffers, with the terminator.
-  static constexpr std::size_t kFieldBytes = 100;
-  static constexpr std::size_t kSignatureLineBytes = 65;
+  static constexpr std::size_t kFieldBytes = ::kFieldBytes;
+  static constexpr std::size_t kSignatureLineBytes = ::kSignatureLineBytes;
 
   QX_KAVUpdater() = default;
-  ~QX_KAVUpdater() { Dealloc(); }
   QX_KAVUpdater(const QX_KAVUpdater&) = delete;
   QX_KAVUpdater& operator=(const QX_KAVUpdater&) = delete;
 
@@ -40,12 +39,13 @@ class QX_KAVUpdater {
   // Returns 0; -1 when a value is missing or the proxy's "HOST:PORT" exceeds 64
   // characters (the object is untouched then) or when memory runs out; -3 when the
   // list holds no usable server. After the last two only destroying or setting the
-  // object again makes sense.
+  // object again makes sense: no server is known then.
   int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
                 const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
                 const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
                 unsigned char retries, const char* serverList);
+  int setValues(const EngineSettings& settings);
 
   // Returns 0, or -1 for a null callback, which changes nothing.
   int SetCallback(UpdateProgressCallback callback, void* data);
@@ -122,42 +122,16 @@ class QX_KAVUpdater {
                   std::vector<std::string>& list) const;
 
  private:
-  struct Attempt;
-
-  int send(ProgressEvent event, const char* text) const;
-  bool fetch(const char* file, const char* server) const;
-  static bool hasSignature(const std::string& path, std::string_view signature);
-  static bool listsAnything(const std::string& index);
-  int findWanted(const char* downloaded, const char* installed, bool alsoDoubtful,
-                 std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
-                 std::vector<std::string>& signatures, std::int32_t* total) const;
-  bool arePlacesApart() const;
+  int transfer(const char* file, const char* server) const;
   int tryServers();
 
-  // The steps of an attempt, in their order.
-  int fetchIndex(Attempt& attempt);
-  int findChanges(Attempt& attempt);
-  void downloadFiles(Attempt& attempt);
-  void removeDropped(const Attempt& attempt) const;
+  // The steps of an attempt.
+  int findChanges(Attempt& attempt, std::vector<std::string>& dropped);
+  bool downloadFiles(Attempt& attempt);
   void backUp() const;
   void install(const Attempt& attempt) const;
   void removeDownloads(const Attempt& attempt) const;
-  void logOutcome(int status) const;
 
-  std::string downloadedPath(const std::string& name) const;  // its path below tempPath
-  std::string installedPath(const std::string& name) const;   // its path below basePath
-
-  OwnedString servers[kMaxServers];
-  std::int32_t serverCount = 0;
-  OwnedString basePath;
-  OwnedString tempPath;
-  OwnedString backupPath;
-  OwnedString wgetCommand;  // ends in a blank
-  unsigned char useProxy = 0;
-  unsigned char useHttps = 0;
-  UpdateProgressCallback callback = nullptr;
-  void* callbackData = nullptr;
-  std::int32_t totalBytes = 0;
-  std::int32_t doneBytes = 0;
-  QX_AVUpdateLog* log = nullptr;
+  Session session{kKavFormat};
+  std::string wgetCommand;  // ends in a blank
 };

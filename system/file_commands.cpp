@@ -1,8 +1,8 @@
-#include "engines/file_commands.h"
+#include "system/file_commands.h"
 
-#include "engines/command.h"
-#include "engines/files.h"
-#include "engines/shell_word.h"
+#include "system/command.h"
+#include "system/files.h"
+#include "system/shell_word.h"
 
 int copyFile(const std::string& from, const std::string& to) {
   return runInstallation("cp -pf " + shellWord(from) + " " + shellWord(to) + kQuietly);

@@ -1,4 +1,4 @@
-// Open files, and questions to the file system.
+// Open files, questions to the file system, and what makes it durable.
 #pragma once
 
 #include <cstdio>
@@ -10,13 +10,21 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// A file opened for reading, closed on exec; null when that fails.
-File openToRead(const std::string& path);
+// fopen() with a descriptor that no command inherits; null when it fails.
+File openFile(const std::string& path, const char* mode = "r");
 
 bool fileExists(const std::string& path);
+bool isReadable(const std::string& path);
 
 // A file that is neither a directory nor a link.
 bool isRegularFile(const std::string& path);
+bool isSymbolicLink(const std::string& path);
+
+// Whether another file system, or a part of one, is mounted there.
+bool isMountPoint(const std::string& path);
+
+// True for a directory that can be read and holds nothing.
+bool isEmptyDirectory(const std::string& path);
 
 // False for a missing file and for one without contents.
 bool hasContents(const std::string& path);
@@ -24,17 +32,9 @@ bool hasContents(const std::string& path);
 // Whether two files can be read and have the same bytes.
 [[nodiscard]] bool hasSameContents(const std::string& a, const std::string& b);
 
-bool isSymbolicLink(const std::string& path);
-
-// True for a directory that can be read and holds nothing.
-bool isEmptyDirectory(const std::string& path);
-
-// Whether another file system, or a part of one, is mounted there.
-bool isMountPoint(const std::string& path);
-
 // Brings everything that was written to the file system of a directory onto the
 // disk. Whether that worked.
 [[nodiscard]] bool syncFileSystem(const std::string& directory);
 
-// The same for the names in a directory alone.
+// The same for the names in the directory alone.
 void syncDirectory(const std::string& directory);

@@ -21,6 +21,4 @@ inline OwnedString copyString(const char* text) {
 }
 
 // The text; empty for null.
-inline const char* textOf(const OwnedString& text) {
-  return text != nullptr ? text.get() : "";
-}
+inline const char* textOf(const OwnedString& text) { return text != nullptr ? text.get() : ""; }

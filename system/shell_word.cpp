@@ -1,4 +1,4 @@
-#include "engines/shell_word.h"
+#include "system/shell_word.h"
 
 namespace {
 

@@ -1,0 +1,153 @@
+// The published operations of the updater for BitDefender-format bases, but for the
+// directories and the run.
+
+#include "engines/bd/bd_updater.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "app/interrupt.h"
+#include "engines/bd/changes.h"
+#include "engines/bd/versions_index.h"
+#include "engines/bd/wget_errors.h"
+#include "system/command.h"
+#include "system/files.h"
+#include "system/shell_word.h"
+
+namespace {
+
+std::string wgetPrefix(const EngineSettings& settings, const std::string& errorFile) {
+  std::string wget = "wget --tries=" + std::to_string(settings.boundedRetries()) +
+                     " --timeout=" + std::to_string(settings.boundedTimeout()) + " -o " +
+                     shellWord(errorFile) + " --cache=off --server-response";
+  if (settings.useProxy == 0) return wget + " --proxy=off";
+  wget += " --proxy=on";
+  if (settings.proxyAuth != 0)
+    wget += " --proxy-user=" + shellWord(settings.proxyUser) +
+            " --proxy-passwd=" + shellWord(settings.proxyPassword);
+  return wget;
+}
+
+}  // namespace
+
+QX_BDUpdater::QX_BDUpdater(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
+                           const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
+                           const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
+                           const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
+                           unsigned char retries, const char* serverList) {
+  setValues(log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer, proxyPort,
+            proxyUser, proxyPassword, timeout, useHttps, retries, serverList);
+}
+
+int QX_BDUpdater::setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
+                            const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
+                            const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
+                            const char* proxyPassword, unsigned char timeout,
+                            unsigned char useHttps, unsigned char retries, const char* serverList) {
+  return setValues({log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer,
+                    proxyPort, proxyUser, proxyPassword, timeout, useHttps, retries, serverList});
+}
+
+int QX_BDUpdater::setValues(const EngineSettings& settings) {
+  if (!settings.areComplete()) {
+    writeLog(settings.log, "LOG: Invalid update parameters to set\n");
+    return kFailed;
+  }
+  DeallocMemory();
+  session.log = settings.log;
+  if (!fileExists(settings.tempPath) && mkdir(settings.tempPath, 0777) != 0) {
+    writeLog(settings.log, "LOG: Error accessing temp dir %s (%s)\n", settings.tempPath,
+             std::strerror(errno));
+    return kFailed;
+  }
+  try {
+    wgetErrorFile = settings.tempPath + std::string("/avupdate_wget.err");
+    wgetCommand = wgetPrefix(settings, wgetErrorFile);
+    std::string address;
+    if (settings.useProxy != 0) {
+      address = settings.proxyServer + (":" + std::to_string(settings.proxyPort));
+      writeLog(settings.log, "LOG: Using Proxy %s\n", address.c_str());
+    }
+    const int result = session.open(settings, address);
+    if (session.backupPath) backup.emplace(session, *session.backupPath);
+    return result;
+  } catch (const std::bad_alloc&) {
+    writeLog(settings.log, "LOG: Error allocating wget memory\n");
+    return kFailed;
+  }
+}
+
+int QX_BDUpdater::setCallback(UpdateProgressCallback callback, void* data) {
+  return session.watch(callback, data);
+}
+
+void QX_BDUpdater::DeallocMemory() {
+  session = Session(kBdFormat);
+  wgetCommand.clear();
+  wgetErrorFile.clear();
+  backup.reset();
+}
+
+int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned int size,
+                               bool notify) {
+  return fetch(server, file, static_cast<std::int32_t>(size), notify, false);
+}
+
+int QX_BDUpdater::fetch(const char* server, const char* file, std::int32_t size, bool notify,
+                        bool mustBeWhole) {
+  return session.fetch(file, size, notify, [&] { return transfer(server, file, mustBeWhole); });
+}
+
+// A cut base is found out by its digest. A cut index would be installed, and what it
+// does not list would not be updated any more: it must have come whole.
+int QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
+  if (!session.isOpen() || server == nullptr || file == nullptr) return DownloadErrGeneric;
+  const std::string target = session.downloaded(file);
+  // The wget of a killed run may still be writing to a file of that name.
+  unlink(target.c_str());
+  const bool succeeded =
+      runDownload(wgetCommand + " " + shellWord(server + (std::string("/") + file)) + " -O " +
+                  shellWord(target));
+  if (DownCancelled) return kCancelled;
+  if (!fileExists(target)) return DownloadErrGeneric;
+  const bool isCut = mustBeWhole && (!succeeded || !hasSavedSize(target, wgetErrorFile));
+  return hasContents(target) && !isCut ? kDone : DownloadError(file);
+}
+
+int QX_BDUpdater::DownloadError(const char* file) {
+  const DownloadFailure failure = downloadFailure(wgetErrorFile, session.usesProxy);
+  if (failure.message == nullptr) {
+    session.reportError("Error downloading");
+    writeLog(session.log, "LOG: Error downloading %s\n", file);
+  } else {
+    session.reportError(failure.message);
+    writeLog(session.log, "%s\n", failure.message);
+  }
+  return failure.cause;
+}
+
+int QX_BDUpdater::GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list) {
+  auto entries = readVersions(path);
+  if (!entries) return kFailed;
+  list = std::move(*entries);
+  return static_cast<int>(list.size());
+}
+
+int QX_BDUpdater::AddToDownload(const char* newIndex, const char* oldIndex,
+                                std::vector<__QX_AvEntry>& downloadList,
+                                std::int32_t* totalSize) const {
+  std::vector<__QX_AvEntry> wanted;
+  const int result = findWanted(session, newIndex, oldIndex, false, wanted);
+  std::int32_t sum = 0;
+  for (__QX_AvEntry& entry : wanted) {
+    entry.fileName += kBdSuffix;
+    sum = addBytes(sum, entry.size);
+    downloadList.push_back(entry);
+  }
+  if (result == kDone) *totalSize = sum;
+  return result;
+}

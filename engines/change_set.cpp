@@ -1,0 +1,47 @@
+#include "engines/change_set.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "app/interrupt.h"
+#include "engines/index_name.h"
+#include "engines/places.h"
+
+std::int32_t totalSize(const std::vector<Wanted>& wanted) {
+  std::int32_t sum = 0;
+  for (const Wanted& file : wanted) sum = addBytes(sum, file.size);
+  return sum;
+}
+
+std::int32_t listedSize(const std::string& text) {
+  const long size = std::strtol(text.c_str(), nullptr, 10);
+  return static_cast<std::int32_t>(std::clamp<long>(size, INT32_MIN, INT32_MAX));
+}
+
+int cannotRead(const Session& session, const std::string& index) {
+  writeLog(session.log, "%sError getting download list from file(%s)\n", session.format->prefix,
+           index.c_str());
+  return kFailed;
+}
+
+bool refusesName(const Session& session, const std::string& name) {
+  if (!name.empty() && isSafeName(name, session.format->index) && !reachesPlaces(session, name))
+    return false;
+  writeLog(session.log, "%sInvalid file name (%s)\n", session.format->prefix,
+           printableName(name).c_str());
+  return true;
+}
+
+FetchEnd fetchAll(const Session& session, const std::vector<Wanted>& wanted,
+                  const std::function<int(const Wanted&)>& fetchOne) {
+  for (const Wanted& file : wanted) {
+    if (session.format->stopsBetweenFiles && DownCancelled) break;
+    writeLog(session.log, "%sDownloading file %s", session.format->prefix, file.name.c_str());
+    const int result = fetchOne(file);
+    writeLog(session.log, result == kDone        ? " done!\n"
+                          : result == kCancelled ? " cancelled!\n"
+                                                 : " error!\n");
+    if (result != kDone) return {result, &file};
+  }
+  return {kDone, nullptr};
+}

@@ -1,0 +1,42 @@
+// What an update has to download, whatever the format.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engines/session.h"
+
+// A file of a change set: its name on the server and in the download directory, what
+// proves it (signature or digest), and its listed size in bytes.
+struct Wanted {
+  std::string name;
+  std::string proof;
+  std::int32_t size;
+};
+
+// The sum of the sizes; it wraps, see addBytes().
+std::int32_t totalSize(const std::vector<Wanted>& wanted);
+
+// A size as an index lists it: leading decimal digits with an optional sign, 0 without
+// any, the nearest number of 32 bits for one that has more.
+std::int32_t listedSize(const std::string& text);
+
+// Tells the log that an index cannot be read, and returns kFailed.
+int cannotRead(const Session& session, const std::string& index);
+
+// Whether a name that a downloaded index lists must not be fetched, as it is empty or
+// would reach something else than a file of the database; the log names it then.
+[[nodiscard]] bool refusesName(const Session& session, const std::string& name);
+
+// Where the downloads of a change set ended: kDone after the last one, otherwise what
+// `failed` came to, kCancelled or negative.
+struct FetchEnd {
+  int result;
+  const Wanted* failed;
+};
+
+// Downloads a change set in its order, a line in the log for each file.
+[[nodiscard]] FetchEnd fetchAll(const Session& session, const std::vector<Wanted>& wanted,
+                                const std::function<int(const Wanted&)>& fetchOne);

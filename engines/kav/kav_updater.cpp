@@ -1,0 +1,155 @@
+// The published operations of the updater for Kaspersky-format bases, but for the run.
+
+#include "engines/kav/kav_updater.h"
+
+#include <unistd.h>
+
+#include <cstring>
+#include <new>
+
+#include "engines/kav/changes.h"
+#include "system/command.h"
+#include "system/files.h"
+#include "system/shell_word.h"
+
+namespace {
+
+constexpr std::size_t kCommandMax = 1022;
+constexpr std::size_t kProxyAddressMax = 64;
+
+std::string wgetPrefix(const EngineSettings& settings) {
+  std::string wget = "wget --tries=" + std::to_string(settings.boundedRetries()) +
+                     " --timeout=" + std::to_string(settings.boundedTimeout());
+  if (settings.useProxy == 0) return wget + " --proxy=off --cache=off ";
+  wget += " --proxy=on --cache=off ";
+  if (settings.proxyAuth != 0)
+    wget += "--proxy-user=" + shellWord(settings.proxyUser) +
+            " \t\t\t    --proxy-passwd=" + shellWord(settings.proxyPassword) + " ";
+  return wget;
+}
+
+// Copies a text that fits into a caller's buffer.
+template <class Text>
+int copyOut(const std::optional<Text>& text, char* out) {
+  if (!text) return kFailed;
+  std::memcpy(out, text->data(), text->size());
+  out[text->size()] = '\0';
+  return kDone;
+}
+
+}  // namespace
+
+int QX_KAVUpdater::setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
+                             const char* backupPath, unsigned char useProxy,
+                             unsigned char proxyAuth, const char* proxyServer,
+                             unsigned int proxyPort, const char* proxyUser,
+                             const char* proxyPassword, unsigned char timeout,
+                             unsigned char useHttps, unsigned char retries,
+                             const char* serverList) {
+  return setValues({log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer,
+                    proxyPort, proxyUser, proxyPassword, timeout, useHttps, retries, serverList});
+}
+
+int QX_KAVUpdater::setValues(const EngineSettings& settings) {
+  // This engine writes the port as a signed number. A longer address is refused, not
+  // cut: the password must not go to another host.
+  std::string address;
+  if (settings.useProxy != 0 && settings.proxyServer != nullptr)
+    address = settings.proxyServer +
+              (":" + std::to_string(static_cast<std::int32_t>(settings.proxyPort)));
+  if (!settings.areComplete() || address.size() > kProxyAddressMax) {
+    writeLog(settings.log, "KLOG: Invalid update arameters to set\n");
+    return kFailed;
+  }
+  try {
+    wgetCommand = wgetPrefix(settings).substr(0, kCommandMax);
+    return session.open(settings, address);
+  } catch (const std::bad_alloc&) {
+    writeLog(settings.log, "KLOG: Error allocating wget memory\n");
+    return kFailed;
+  }
+}
+
+int QX_KAVUpdater::SetCallback(UpdateProgressCallback callback, void* data) {
+  return session.watch(callback, data);
+}
+
+void QX_KAVUpdater::Dealloc() {
+  session = Session(kKavFormat);
+  wgetCommand.clear();
+}
+
+int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32_t size,
+                                unsigned char notify) {
+  if (file == nullptr) return kDone;
+  return session.fetch(file, size, notify != 0, [&] { return transfer(file, server); });
+}
+
+// wget leaves an empty file behind when the server does not have the one asked for. One
+// that is missing although wget was content is noticed by whoever reads it.
+int QX_KAVUpdater::transfer(const char* file, const char* server) const {
+  if (!session.isOpen() || server == nullptr) return kFailed;
+  const std::string target = session.downloaded(file);
+  const std::string command = wgetCommand + " " + shellWord(server + (std::string("/") + file)) +
+                              " -O " + shellWord(target) + " > /dev/null 2>&1";
+  // A cut command would write to another path.
+  if (command.size() > kCommandMax) return kFailed;
+  // The wget of a killed run may still be writing to a file of that name.
+  unlink(target.c_str());
+  return runDownload(command) && (hasContents(target) || !fileExists(target)) ? kDone : kFailed;
+}
+
+int QX_KAVUpdater::GetDownloadList(const char* path, std::vector<std::string>& list) {
+  auto entries = readKlb(path);
+  if (!entries) return kFailed;
+  list = std::move(*entries);
+  return static_cast<int>(list.size());
+}
+
+int QX_KAVUpdater::getFname(const char* entry, char* name) {
+  return copyOut(entryName(entry), name);
+}
+
+int QX_KAVUpdater::getSign(const char* entry, char* sign) {
+  return copyOut(entrySignature(entry), sign);
+}
+
+std::int32_t QX_KAVUpdater::getSize(const char* entry) { return entrySize(entry); }
+
+int QX_KAVUpdater::getFileSig(const char* path, char* sig) {
+  return copyOut(signatureLine(path), sig);
+}
+
+int QX_KAVUpdater::matchAvpKlb(const char* downloaded) const {
+  const std::string installed = session.installed(kKavFormat.index);
+  if (!isReadable(installed)) return IndexMissing;
+  const std::optional<std::string> newLine = signatureLine(downloaded);
+  if (!newLine) {
+    writeLog(session.log, "KLOG: Error getting downloaded file(%s) signature\n", downloaded);
+    return kFailed;
+  }
+  const std::optional<std::string> oldLine = signatureLine(installed);
+  return !oldLine || newLine == oldLine ? IndexUnchanged : IndexChanged;
+}
+
+int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
+                                 std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
+                                 std::vector<std::string>& signatures, std::int32_t* total) const {
+  std::vector<Wanted> wanted;
+  const int result = findWanted(session, downloaded, installed, false, wanted);
+  for (const Wanted& file : wanted) {
+    sizes.push_back(file.size);
+    names.push_back(file.name);
+    signatures.push_back(file.proof);
+  }
+  if (result != kDone) return result;
+  *total = totalSize(wanted);
+  return static_cast<int>(names.size());
+}
+
+int QX_KAVUpdater::addToDelete(const char* downloaded, const char* installed,
+                               std::vector<std::string>& list) const {
+  if (downloaded == nullptr || installed == nullptr) return kFailed;
+  const int result = findDropped(session, downloaded, installed, list);
+  return result == kDone ? static_cast<int>(list.size()) : result;
+}

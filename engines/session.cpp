@@ -1,0 +1,83 @@
+#include "engines/session.h"
+
+#include <cstdlib>
+
+#include "app/interrupt.h"
+#include "engines/server_list.h"
+
+namespace {
+
+constexpr const char* kProxyVariables[] = {"ftp_proxy", "https_proxy", "http_proxy"};
+
+}  // namespace
+
+bool EngineSettings::isProxyComplete() const {
+  if (useProxy != 0 && (proxyServer == nullptr || proxyPort == 0)) return false;
+  return proxyAuth == 0 || (proxyUser != nullptr && proxyPassword != nullptr);
+}
+
+bool EngineSettings::areComplete() const {
+  return basePath != nullptr && tempPath != nullptr && serverList != nullptr && isProxyComplete();
+}
+
+ExportedProxy::ExportedProxy(const std::string& address) {
+  for (const char* const variable : kProxyVariables) setenv(variable, address.c_str(), 1);
+}
+
+ExportedProxy::~ExportedProxy() {
+  for (const char* const variable : kProxyVariables) unsetenv(variable);
+}
+
+int Session::open(const EngineSettings& settings, const std::string& proxyAddress) {
+  *this = Session(*format);
+  log = settings.log;
+  usesProxy = settings.useProxy != 0;
+  if (usesProxy) proxy = std::make_unique<ExportedProxy>(proxyAddress);
+  servers = usableServers(settings.serverList, settings.useHttps != 0, log);
+  if (servers.empty()) return kNoServers;
+  if (settings.backupPath != nullptr) backupPath = settings.backupPath;
+  tempPath = settings.tempPath;
+  downloadPath = tempPath;
+  basePath = settings.basePath;
+  return kDone;
+}
+
+int Session::watch(UpdateProgressCallback watcher, void* data) {
+  if (watcher == nullptr) {
+    writeLog(log, "%sInvalid NULL callback function\n", format->prefix);
+    return kFailed;
+  }
+  callback = watcher;
+  callbackData = data;
+  return kDone;
+}
+
+int Session::send(ProgressEvent event, const char* text, bool withBytes) const {
+  if (callback == nullptr) return 0;
+  return callback(event, text, withBytes ? totalBytes : 0, withBytes ? doneBytes : 0, callbackData);
+}
+
+bool Session::tell(ProgressEvent event, const char* text) const {
+  return send(event, text, false) != ProgressCancel;
+}
+
+void Session::reportError(const std::string& text) const {
+  send(ProgressError, text.c_str(), false);
+}
+
+int Session::fetch(const char* file, std::int32_t size, bool notify,
+                   const std::function<int()>& transfer) {
+  const auto goesOn = [&](ProgressEvent event) {
+    return !notify || send(event, file, true) != ProgressCancel;
+  };
+  if (!goesOn(ProgressFileStarted)) return kCancelled;
+  const int result = transfer();
+  if (DownCancelled) return kCancelled;
+  if (result < 0) return result;
+  doneBytes = addBytes(doneBytes, size);
+  return goesOn(ProgressFileBytes) && goesOn(ProgressFileDone) ? kDone : kCancelled;
+}
+
+std::int32_t addBytes(std::int32_t a, std::int32_t b) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}

@@ -1,0 +1,112 @@
+// What an updater is while it is configured: settings, servers, proxy, log, watcher,
+// counters and paths; and what every format does the same way with them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/progress.h"
+#include "engines/result.h"
+#include "update/update_log.h"
+
+// What tells one format's messages and files from another's.
+struct EngineFormat {
+  const char* prefix;      // of its log lines
+  const char* index;       // the index's name, beside the bases and on a server
+  bool stopsBetweenFiles;  // DownCancelled is looked at there, too
+};
+
+// setValues' fourteen values, in their order; views of the caller's texts, which may be
+// null where a flag does not call for them.
+struct EngineSettings {
+  QX_AVUpdateLog* log;
+  const char* basePath;
+  const char* tempPath;
+  const char* backupPath;  // may be null
+  std::uint8_t useProxy;   // flag
+  std::uint8_t proxyAuth;  // flag: the proxy asks for user and password
+  const char* proxyServer;
+  std::uint32_t proxyPort;
+  const char* proxyUser;
+  const char* proxyPassword;
+  std::uint8_t timeout;   // seconds
+  std::uint8_t useHttps;  // flag
+  std::uint8_t retries;   // tries per download
+  const char* serverList;
+
+  // Whether the proxy values that the two flags call for are there: user and password
+  // are called for by proxyAuth alone, also when no proxy is used.
+  bool isProxyComplete() const;
+  bool areComplete() const;
+
+  // Tries per download: 2 to 5, otherwise 3. Seconds: at least 5.
+  int boundedRetries() const { return retries >= 2 && retries <= 5 ? retries : 3; }
+  int boundedTimeout() const { return timeout >= 5 ? timeout : 5; }
+};
+
+// The proxy in the environment, where wget finds it, while the object lives.
+class ExportedProxy {
+ public:
+  explicit ExportedProxy(const std::string& address);  // "HOST:PORT"
+  ~ExportedProxy();
+  ExportedProxy(const ExportedProxy&) = delete;
+  ExportedProxy& operator=(const ExportedProxy&) = delete;
+};
+
+// Owns copies of the settings, borrows the log and the watcher's user pointer. A session
+// that is not open knows no server and has empty paths. Releasing a configuration is
+// assigning a new session.
+class Session {
+ public:
+  explicit Session(const EngineFormat& engineFormat) : format(&engineFormat) {}
+
+  // Takes the settings over and exports the proxy, "HOST:PORT", if one is used. Returns
+  // kDone, or kNoServers when the list holds no usable server: the log is known then and
+  // the proxy exported, but the session is not open. Throws std::bad_alloc.
+  [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
+  bool isOpen() const { return !basePath.empty(); }
+
+  // Returns kDone, or kFailed after a line in the log for a null callback, which changes
+  // nothing.
+  int watch(UpdateProgressCallback watcher, void* data);
+
+  // Sends an event. False: the watcher asks to stop.
+  [[nodiscard]] bool tell(ProgressEvent event, const char* text) const;
+  void reportError(const std::string& text) const;  // whatever is answered
+
+  // One file's transfer with its events, which `notify` calls for: before it, and twice
+  // after it was counted with its listed size. Returns kDone, kCancelled, or what the
+  // transfer returned when that was negative; then nothing is counted. The place to
+  // change when transfers change.
+  [[nodiscard]] int fetch(const char* file, std::int32_t size, bool notify,
+                          const std::function<int()>& transfer);
+
+  std::string downloaded(const std::string& name) const { return downloadPath + "/" + name; }
+  std::string installed(const std::string& name) const { return basePath + "/" + name; }
+
+  const EngineFormat* format;
+  QX_AVUpdateLog* log = nullptr;
+  std::vector<std::string> servers;
+  std::string basePath;
+  std::string tempPath;
+  std::string downloadPath;  // where files are fetched: at first tempPath
+  std::optional<std::string> backupPath;
+  bool usesProxy = false;
+  std::int32_t totalBytes = 0;  // of the change set, as listed
+  std::int32_t doneBytes = 0;
+
+ private:
+  int send(ProgressEvent event, const char* text, bool withBytes) const;
+
+  std::unique_ptr<ExportedProxy> proxy;
+  UpdateProgressCallback callback = nullptr;
+  void* callbackData = nullptr;
+};
+
+// The sum in 32 bits. It wraps: sizes come from an index, which may list anything, and
+// serve the progress display alone.
+std::int32_t addBytes(std::int32_t a, std::int32_t b);

@@ -1,0 +1,70 @@
+#include "system/command.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "app/interrupt.h"
+
+namespace {
+
+constexpr useconds_t kPollPauseUs = 250;
+
+// Once, before the first command.
+void prepareEnvironment() {
+  static const bool prepared =
+      setenv("LC_ALL", "C", 1) == 0 && unsetenv("POSIXLY_CORRECT") == 0 && unsetenv("GZIP") == 0;
+  (void)prepared;
+}
+
+// Discards a command's output until the command closes it or DownCancelled is set.
+void drain(int output) {
+  fcntl(output, F_SETFL, O_NONBLOCK);
+  char text[1024];
+  do {
+    const ssize_t length = read(output, text, sizeof text - 1);
+    if (length == 0) return;
+    if (length < 0 && errno == EAGAIN) usleep(kPollPauseUs);
+  } while (!DownCancelled);
+}
+
+// What a terminal or a service manager sends to end a program.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+}  // namespace
+
+bool runDownload(const std::string& command) {
+  prepareEnvironment();
+  std::FILE* const pipe = popen(command.c_str(), "re");
+  if (pipe == nullptr) return false;
+  drain(fileno(pipe));
+  return pclose(pipe) == 0;
+}
+
+// system(), with two differences. The command ignores the ending signals: a block alone
+// would not reach it, since shells clear it for their children. And SIGINT is not
+// ignored here meanwhile: one that is pending would be lost.
+int runInstallation(const std::string& command) {
+  prepareEnvironment();
+  sigset_t ending;
+  sigset_t before;
+  sigemptyset(&ending);
+  for (const int signal : kEndingSignals) sigaddset(&ending, signal);
+  sigprocmask(SIG_BLOCK, &ending, &before);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    for (const int signal : kEndingSignals) std::signal(signal, SIG_IGN);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+  }
+  int status = -1;
+  while (pid > 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  return status;
+}
