@@ -42,9 +42,7 @@ class Scratch {
   std::string path_;
 };
 
-std::string name(std::int64_t i) {
-  return "base" + std::to_string(100000 + i) + ".avc";
-}
+std::string name(std::int64_t i) { return "base" + std::to_string(100000 + i) + ".avc"; }
 
 // Signatures of the given index; every tenth differs between two of them.
 std::string klbIndex(std::int64_t count, int version) {

@@ -1,10 +1,10 @@
 #include <csignal>
 
 #include "app/interrupt.h"
-#include "system/command.h"
 #include "engines/index_name.h"
 #include "engines/places.h"
 #include "engines/server_list.h"
+#include "system/command.h"
 #include "system/shell_word.h"
 #include "tests/sandbox.h"
 

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kErrorLineLimit = 254;
-constexpr std::size_t kSavedLineLimit = 16 * 1024;  // one holds a path and a URL
+constexpr std::size_t kSavedLineLimit = 16384;  // one holds a path and a URL
 constexpr char kSaved[] = " saved [";
 
 char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
