@@ -1,17 +1,13 @@
-// An update mirror on loopback that can refuse, cut, drip and stay silent.
+// An update mirror on loopback that can refuse, cut and stay silent.
 #pragma once
 
 #include <memory>
 #include <string>
 
-#include "tests/sandbox.h"
+#include "tests/machine.h"
 
 struct Reply {
-  enum How {
-    Whole,
-    CutShort,  // announces the whole body, sends half of it and hangs up
-    Held,      // sends half of the body, the rest after release()
-  };
+  enum How { Whole, CutShort, Silent };  // half of the announced body; nothing at all
   std::string body;
   int status = 200;
   How how = Whole;
@@ -19,8 +15,8 @@ struct Reply {
 
 class Mirror {
  public:
-  // Serves HTTPS with cert.pem and key.pem of the directory when it is given.
-  explicit Mirror(const std::string& certificates = "");
+  // Serves HTTPS with cert.pem and key.pem of the current directory, or HTTP.
+  explicit Mirror(bool secure = false);
   ~Mirror();
   Mirror(const Mirror&) = delete;
   Mirror& operator=(const Mirror&) = delete;
@@ -30,17 +26,11 @@ class Mirror {
 
   // Answers "/NAME" with these bodies from now on, everything else with 404.
   void serve(const Tree& tree);
-  // Answers one path in a way of its own.
-  void answer(const std::string& path, const Reply& reply);
+  // Answers one name in a way of its own.
+  void answer(const std::string& name, const Reply& reply);
 
-  // The paths asked for since the last call.
+  // The names asked for since the last call.
   Strings takeRequests();
-  // What the last request told a proxy about its user.
-  std::string proxyCredentials() const;
-  // Waits until the path was asked for; false after 20 seconds.
-  bool waitFor(const std::string& path);
-  // Lets Held replies go on, now and from now on.
-  void release();
 
  private:
   struct State;

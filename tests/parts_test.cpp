@@ -1,3 +1,5 @@
+// The parts behind the published classes.
+
 #include <csignal>
 
 #include "app/interrupt.h"
@@ -5,21 +7,9 @@
 #include "engines/index_name.h"
 #include "engines/places.h"
 #include "engines/server_list.h"
-#include "engines/shell_word.h"
-#include "tests/sandbox.h"
+#include "tests/machine.h"
 
 namespace {
-
-class ShellWord : public Installation {};
-
-TEST_F(ShellWord, ReachesACommandUnchanged) {
-  eachCase("shell-words", [](const Case& c) {
-    const std::string& value = c.at("value");
-    shell("printf %s " + shellWord(value) + " >word");
-    EXPECT_EQ(readFile("word"), value);
-    EXPECT_EQ(shellWord(value) == value, c.at("bare") == "yes");
-  });
-}
 
 TEST(IndexName, StaysBelowItsDirectory) {
   eachCase("index-names", [](const Case& c) { EXPECT_EQ(isSafeName(c.at("name"), "avp.klb"), c.at("safe") == "yes"); });
@@ -50,14 +40,16 @@ TEST(ServerList, NormalisesEntries) {
 }
 
 TEST(Command, TellsHowItEnded) {
+  const int open = openFiles();
   EXPECT_TRUE(runDownload("printf '%100000s' x; test \"$LC_ALL\" = C").succeeded());
   EXPECT_FALSE(runDownload("exit 3").succeeded());
   EXPECT_FALSE(runDownload("kill -9 $$").succeeded());
   EXPECT_EQ(runInstallation("exit 2") >> 8, 2);
+  EXPECT_EQ(openFiles(), open);
 }
 
-// A Ctrl-C reaches the whole terminal group: the command must end its work, and
-// the program must still learn of it.
+// A Ctrl-C reaches the whole terminal group: the command must end its work, and the
+// program must still learn of it.
 TEST(Command, InstallationOutlivesAnInterrupt) {
   const auto before = std::signal(SIGINT, update_exit);
   EXPECT_EQ(
