@@ -4,204 +4,170 @@
 #include "engines/bd/bd_updater.h"
 #include "engines/bd/utils.h"
 #include "engines/kav/kav_updater.h"
-#include "tests/bases.h"
+#include "tests/installation.h"
 
 namespace {
 
-int record(int event, const char* text, std::int64_t, std::int64_t, void* events) {
-  *static_cast<std::string*>(events) += std::to_string(event) + (text != nullptr ? text : "") + " ";
-  return 0;
+template <class Updater>
+int set(Updater& updater, QX_AVUpdateLog* log, const char* server = "m", const char* proxy = nullptr) {
+  return updater.setValues(log, bases.c_str(), temp.c_str(), "", proxy != nullptr ? 1 : 0, 0, proxy, 8080, nullptr,
+      nullptr, 30, 0, 3, server);
 }
 
-class Engines : public Installation {
- protected:
-  Engines() {
+// An updater and what it logs.
+template <class Updater>
+struct Engine {
+  Engine() {
+    remove("log");
     log.Start(nullptr);
-    kav.setValues(&log, bases.c_str(), temp.c_str(), nullptr, 0, 0, nullptr, 0, nullptr, nullptr, 30, 0, 3, "m");
-    bd.setValues(&log, bases.c_str(), temp.c_str(), nullptr, 0, 0, nullptr, 0, nullptr, nullptr, 30, 0, 3, "m");
+    set(updater, &log);
   }
-  ~Engines() override { DownCancelled = false; }
-
-  // The files of a change set's case and both its indexes, of which the installed one
-  // may be none.
-  static const char* lay(const std::string& format, const Case& c) {
-    writeFile("log", "");
-    writeTree(bases, filesOf(format, c.at("disk")));
-    writeFile("new", indexOf(format, wordsOf(c.at("downloaded"), ';')));
-    writeFile("old", indexOf(format, wordsOf(c.at("installed"), ';')));
-    return c.at("installed").empty() ? nullptr : "old";
-  }
-
   QX_AVUpdateLog log{"log"};
-  QX_KAVUpdater kav;
-  QX_BDUpdater bd;
+  Updater updater;
 };
 
-TEST_F(Engines, KavReadsTheIndex) {
-  eachCase("kav-indexes", [](const Case& c) {
-    writeFile("i", c.at("text"));
-    Strings list{"old"};
-    const int count = QX_KAVUpdater::GetDownloadList("i", list);
-    EXPECT_EQ(count, static_cast<int>(list.size()));
-    EXPECT_EQ(QX_KAVUpdater::GetDownloadList("/no/such", list), -1);
-    std::string entries;
-    for (const std::string& entry : list) entries += entry + ";";
-    EXPECT_EQ(entries, c.at("entries"));
-  });
+// Cells: the indexes that are installed and downloaded, the files that are there.
+const char* lay(const std::string& format, const Strings& c) {
+  writeTree(bases, filesOf(format, c.at(2)));
+  writeFile("old", indexOf(format, wordsOf(c.at(0), ';')));
+  writeFile("new", indexOf(format, wordsOf(c.at(1), ';')));
+  return c.at(0).empty() ? nullptr : "old";
 }
 
-TEST_F(Engines, KavReadsFields) {
-  eachCase("kav-entries", [](const Case& c) {
-    const char* const entry = c.at("entry").c_str();
-    char name[QX_KAVUpdater::kFieldBytes] = "-", sign[QX_KAVUpdater::kFieldBytes] = "-";
-    EXPECT_EQ(QX_KAVUpdater::getFname(entry, name), c.at("name") == "-" ? -1 : 0);
-    EXPECT_EQ(QX_KAVUpdater::getSign(entry, sign), c.at("signature") == "-" ? -1 : 0);
-    EXPECT_EQ(name, c.at("name"));
-    EXPECT_EQ(sign, c.at("signature"));
-    EXPECT_EQ(std::to_string(QX_KAVUpdater::getSize(entry)), c.at("size"));
-  });
-}
+const Function klbIndex("klb-index", [](const Strings& c) {
+  writeFile("index", c.at(0));
+  Strings list{"old"};
+  const int count = QX_KAVUpdater::GetDownloadList("index", list);
+  std::string entries = std::to_string(count - static_cast<int>(list.size()));
+  for (const std::string& entry : list) entries += ";" + entry;
+  return entries;
+});
 
-TEST_F(Engines, KavReadsSignatureLines) {
-  const int open = openFiles();
-  eachCase("kav-signature-lines", [](const Case& c) {
-    writeFile("f", c.at("text"));
-    char line[QX_KAVUpdater::kSignatureLineBytes] = "-";
-    EXPECT_EQ(QX_KAVUpdater::getFileSig("f", line), c.at("line") == "-" ? -1 : 0);
-    EXPECT_EQ(line, c.at("line"));
-  });
-  EXPECT_EQ(openFiles(), open);
-}
+const Function klbEntry("klb-entry", [](const Strings& c) {
+  char name[QX_KAVUpdater::kFieldBytes] = "-", sign[QX_KAVUpdater::kFieldBytes] = "-";
+  const int results = QX_KAVUpdater::getFname(c.at(0).c_str(), name) + QX_KAVUpdater::getSign(c.at(0).c_str(), sign);
+  const std::string size = std::to_string(QX_KAVUpdater::getSize(c.at(0).c_str()));
+  return std::to_string(results) + ";" + name + ";" + sign + ";" + size;
+});
 
-TEST_F(Engines, KavWorksOutTheChangeSet) {
-  eachCase("kav-change-sets", [this](const Case& c) {
-    const char* const old = lay("kav", c);
-    std::vector<std::int32_t> sizes;
-    Strings names, signatures;
-    std::int32_t total = -7;
-    EXPECT_EQ(std::to_string(kav.addToDownload("new", old, sizes, names, signatures, &total)), c.at("result"));
-    EXPECT_EQ(names, wordsOf(c.at("names")));
-    EXPECT_EQ(sizes.size(), names.size());
-    EXPECT_EQ(signatures.size(), names.size());
-    EXPECT_EQ(std::to_string(total), c.at("total"));
-    EXPECT_EQ(readFile("log"), c.at("log"));
-  });
-}
+const Function signature("signature", [](const Strings& c) {
+  writeFile("file", c.at(0));
+  char line[QX_KAVUpdater::kSignatureLineBytes] = "-";
+  return std::to_string(QX_KAVUpdater::getFileSig("file", line)) + line;
+});
 
-TEST_F(Engines, KavListsWhatToDelete) {
-  writeFile("old", indexOf("kav", {"a:a", "b:b", "gone:g", "d:d", "../g:g", "/etc/g:g", ":g", "./a:g", "sub//x:g"}));
-  writeFile("new", indexOf("kav", {"a:x"}));
+const Function kavChanges("kav-changes", [](const Strings& c) {
+  Engine<QX_KAVUpdater> engine;
+  std::vector<std::int32_t> sizes;
+  Strings names, signatures;
+  std::int32_t total = -7;
+  const char* const old = lay("kav", c);
+  const int result = engine.updater.addToDownload("new", old, sizes, names, signatures, &total);
+  std::string text = std::to_string(result) + " " + std::to_string(total);
+  for (std::size_t i = 0; i < names.size(); ++i) text += " " + names[i] + ":" + signatures.at(i).substr(0, 1);
+  return text + ";" + readFile("log");
+});
+
+const Function kavDrops("kav-drops", [](const Strings& c) {
   Strings list;
-  EXPECT_EQ(kav.addToDelete("new", "old", list), 3);
-  EXPECT_EQ(list, (Strings{"b", "gone", "d"}));
-  EXPECT_EQ(kav.addToDelete("new", "none", list), -1);
-  EXPECT_EQ(kav.addToDelete(nullptr, "old", list), -1);
-  DownCancelled = true;
-  EXPECT_EQ(kav.addToDelete("new", "old", list), 2);
-  EXPECT_EQ(list.size(), 3U) << "nothing appended";
-}
+  lay("kav", c);
+  std::string text = std::to_string(Engine<QX_KAVUpdater>().updater.addToDelete("new", "old", list));
+  for (const std::string& name : list) text += " " + name;
+  return text;
+});
 
-TEST_F(Engines, BdDigestsAgreeWithTheSystem) {
-  const int open = openFiles();
-  for (const std::size_t size : {0U, 1U, 1023U, 1024U, 1025U, 500000U}) {
-    writeFile("f", std::string(size, 'x'));
-    shell("md5sum f | cut -c 1-32 | tr -d '\\n' >expected");
-    char digest[QX_UTILS::kDigestBytes] = "-";
-    EXPECT_EQ(QX_UTILS::md5sum("f", digest), 0);
-    EXPECT_EQ(digest, readFile("expected")) << size;
-    EXPECT_EQ(QX_UTILS::md5sum("/var", digest), -1);
-    EXPECT_EQ(QX_UTILS::md5sum("/no/such", digest), -1);
-    EXPECT_EQ(digest, readFile("expected")) << "untouched";
-  }
-  EXPECT_EQ(openFiles(), open);
-}
+const Function digest("digest", [](const Strings& c) {
+  writeFile("file", c.at(0));
+  char digits[QX_UTILS::kDigestBytes] = "-";
+  EXPECT_EQ(QX_UTILS::md5sum(".", digits), -1);
+  EXPECT_EQ(QX_UTILS::md5sum("none", digits), -1);
+  EXPECT_STREQ(digits, "-");
+  return std::to_string(QX_UTILS::md5sum("file", digits)) + digits;
+});
 
-TEST_F(Engines, BdReadsTheIndex) {
-  eachCase("bd-indexes", [](const Case& c) {
-    writeFile("i", c.at("text"));
-    std::vector<__QX_AvEntry> list(3);
-    const int count = QX_BDUpdater::GetDownloadList("i", list);
-    EXPECT_EQ(count, static_cast<int>(list.size()));
-    EXPECT_EQ(QX_BDUpdater::GetDownloadList("/no/such", list), -1);
-    std::string entries;
-    for (const __QX_AvEntry& e : list) entries += e.fileName + " " + e.md5 + " " + std::to_string(e.size) + ";";
-    EXPECT_EQ(entries, c.at("entries"));
-  });
-}
+const Function versionsIndex("versions-index", [](const Strings& c) {
+  writeFile("index", c.at(0));
+  std::vector<__QX_AvEntry> list(3);
+  const int count = QX_BDUpdater::GetDownloadList("index", list);
+  std::string entries = std::to_string(count - static_cast<int>(list.size()));
+  for (const __QX_AvEntry& e : list) entries += ";" + e.fileName + " " + e.md5 + " " + std::to_string(e.size);
+  return entries;
+});
 
-TEST_F(Engines, BdWorksOutTheChangeSet) {
+const Function bdChanges("bd-changes", [](const Strings& c) {
+  Engine<QX_BDUpdater> engine;
   std::vector<__QX_AvEntry> changes;
   std::int32_t total = -7;
-  eachCase("bd-change-sets",
-      [&](const Case& c) {
-        const char* const old = lay("bd", c);
-        changes.clear();
-        total = -7;
-        EXPECT_EQ(std::to_string(bd.AddToDownload("new", old, changes, &total)), c.at("result"));
-        Strings names;
-        for (const __QX_AvEntry& e : changes) names.push_back(e.fileName);
-        EXPECT_EQ(names, wordsOf(c.at("names")));
-        EXPECT_EQ(total, c.at("result") == "0" ? static_cast<int>(changes.size()) * 1024 : -7);
-        EXPECT_EQ(readFile("log"), c.at("log"));
-      },
-      {{"unreadable", "LOG: Error getting md5sum of file (/var/Quorvex/bases/f)\n"}});
-  EXPECT_EQ(bd.AddToDownload("none", nullptr, changes, &total), -1);
-  EXPECT_EQ(bd.AddToDownload("new", "none", changes, &total), -1);
-  DownCancelled = true;
-  total = -7;
-  EXPECT_EQ(bd.AddToDownload("old", "old", changes, &total), 2);
-  EXPECT_EQ(total, -7);
-}
+  const char* const old = lay("bd", c);
+  const int result = engine.updater.AddToDownload("new", old, changes, &total);
+  std::string text = std::to_string(result) + " " + std::to_string(total);
+  for (const __QX_AvEntry& e : changes) text += " " + e.fileName;
+  return text + ";" + readFile("log");
+});
 
-TEST_F(Engines, BdTellsWhyADownloadFailed) {
-  eachCase("wget-errors", [this](const Case& c) {
-    std::string events;
-    bd.setCallback(record, &events);
-    writeFile("log", "");
-    writeFile(temp + "/avupdate_wget.err", c.at("log"));
-    if (c.at("log").empty()) shell("rm " + temp + "/avupdate_wget.err");
-    EXPECT_EQ(std::to_string(bd.DownloadError("f")), c.at("code"));
-    EXPECT_EQ(events, "11" + c.at("shown") + " ");
-    EXPECT_EQ(readFile("log"), (c.at("log").empty() ? "LOG: Error downloading f" : c.at("shown")) + "\n");
-  });
-}
+const Function wgetError("wget-error", [](const Strings& c) {
+  Engine<QX_BDUpdater> engine;
+  std::string told;
+  const auto keep = [](int event, const char* text, std::int64_t, std::int64_t, void* user) {
+    *static_cast<std::string*>(user) += std::to_string(event) + text;
+    return 0;
+  };
+  engine.updater.setCallback(keep, &told);
+  writeFile(temp + "/avupdate_wget.err", c.at(0));
+  if (c.at(0).empty()) shell("rm " + temp + "/avupdate_wget.err");
+  const int code = engine.updater.DownloadError("f");
+  return std::to_string(code) + ";" + told + ";" + readFile("log");
+});
 
-TEST_F(Engines, DoNothingAnywhereWithoutSettings) {
-  std::string events;
-  kav.Dealloc();
-  kav.SetCallback(record, &events);
-  EXPECT_EQ(kav.update(), -1);
-  EXPECT_EQ(events, "1 2 ");
-  EXPECT_EQ(kav.DownloadFile("f", "m", 1, 0), -1);
-  EXPECT_EQ(kav.updatePerServer("m"), -1);
-  events.clear();
-  bd.DeallocMemory();
-  bd.setCallback(record, &events);
-  EXPECT_EQ(bd.updateNow(), -1);
-  EXPECT_EQ(events, "11Invalid uninitized update call ");
-  EXPECT_EQ(bd.MakeDirs(), -1);
-  EXPECT_EQ(bd.GetCurrentAVBackup(), -1);
-  EXPECT_EQ(bd.RevertCurrentBackup(), -1);
-  EXPECT_EQ(bd.DeleteCurrentBackup(), 0);
-  EXPECT_EQ(bd.RemoveDirs(), 0);
-  EXPECT_EQ(bd.DownloadFile("m", "f", 1, false), -1);
-  EXPECT_EQ(bd.UpdatePerServer("m"), -1);
+class Engines : public Installation {};
+
+TEST_F(Engines, RefuseWhatCannotBe) {
+  Strings names;
+  std::vector<__QX_AvEntry> entries;
+  std::int32_t total = 0;
+  Engine<QX_KAVUpdater> kav;
+  EXPECT_EQ(QX_KAVUpdater::GetDownloadList("none", names), -1);
+  EXPECT_EQ(kav.updater.addToDelete("none", "none", names), -1);
+  EXPECT_EQ(kav.updater.addToDelete(nullptr, "old", names), -1);
+  EXPECT_EQ(set(kav.updater, nullptr, "ftp://m"), -3);
+  EXPECT_EQ(set(kav.updater, &kav.log, "m", std::string(59, 'h').c_str()), 0);
+  EXPECT_EQ(set(kav.updater, &kav.log, "m", std::string(60, 'h').c_str()), -1) << "an address of 65 characters";
+  EXPECT_EQ(set(kav.updater, &kav.log, nullptr), -1);
+  EXPECT_EQ(kav.updater.SetCallback(nullptr, nullptr), -1);
+  kav.updater.Dealloc();
+  EXPECT_EQ(kav.updater.update(), -1);
+  EXPECT_EQ(kav.updater.DownloadFile("f", "m", 1, 0), -1);
+  EXPECT_EQ(kav.updater.updatePerServer("m"), -1);
+  EXPECT_EQ(readFile("log"),
+      "KLOG: Invalid update arameters to set\nKLOG: Invalid update arameters to set\n"
+      "KLOG: Invalid NULL callback function\n");
+  Engine<QX_BDUpdater> bd;
+  EXPECT_EQ(QX_BDUpdater::GetDownloadList("none", entries), -1);
+  EXPECT_EQ(bd.updater.AddToDownload("none", nullptr, entries, &total), -1);
+  EXPECT_EQ(set(bd.updater, nullptr, "ftp://m"), -3);
+  EXPECT_EQ(set(bd.updater, &bd.log, nullptr), -1);
+  bd.updater.DeallocMemory();
+  EXPECT_EQ(bd.updater.updateNow() + bd.updater.MakeDirs() + bd.updater.UpdatePerServer("m"), -3);
+  EXPECT_EQ(bd.updater.GetCurrentAVBackup() + bd.updater.RevertCurrentBackup(), -2);
+  EXPECT_EQ(bd.updater.DownloadFile("m", "f", 1, false), -1);
+  EXPECT_EQ(bd.updater.DeleteCurrentBackup() + bd.updater.RemoveDirs(), 0);
   EXPECT_EQ(stateOf("bd", bases), "nothing");
 }
 
-TEST_F(Engines, RefuseSettings) {
-  const std::string longHost(60, 'h');
-  EXPECT_EQ(kav.setValues(nullptr, "/b", "/t", "", 0, 0, nullptr, 0, nullptr, nullptr, 5, 0, 2, "m"), 0);
-  EXPECT_EQ(kav.setValues(nullptr, "/b", "/t", "", 1, 0, longHost.c_str(), 808, "", "", 5, 0, 2, "m"), 0);
-  EXPECT_EQ(kav.setValues(&log, "/b", "/t", "", 1, 0, longHost.c_str(), 8080, "", "", 5, 0, 2, "m"), -1);
-  EXPECT_EQ(kav.setValues(&log, "/b", "/t", "", 1, 0, nullptr, 8080, "", "", 5, 0, 2, "m"), -1);
-  EXPECT_EQ(kav.setValues(nullptr, "/b", "/t", "", 0, 0, nullptr, 0, nullptr, nullptr, 5, 0, 2, "ftp://m"), -3);
-  EXPECT_EQ(bd.setValues(&log, "/b", nullptr, "", 0, 0, nullptr, 0, nullptr, nullptr, 5, 0, 2, "m"), -1);
-  EXPECT_EQ(bd.setValues(nullptr, "/b", temp.c_str(), "", 0, 0, nullptr, 0, nullptr, nullptr, 5, 0, 2, "ftp://m"), -3);
-  EXPECT_EQ(kav.SetCallback(nullptr, nullptr), -1);
-  EXPECT_EQ(readFile("log"),
-      "KLOG: Invalid update arameters to set\nKLOG: Invalid update arameters to set\n"
-      "LOG: Invalid update parameters to set\n");
+TEST_F(Engines, SeeACancel) {
+  std::int32_t total = -7;
+  std::vector<std::int32_t> sizes;
+  std::vector<__QX_AvEntry> entries;
+  Strings names, signatures, dropped;
+  lay("kav", {"a:a;b:b", "a:x", "a:a"});
+  DownCancelled = true;
+  EXPECT_EQ(Engine<QX_KAVUpdater>().updater.addToDownload("new", "old", sizes, names, signatures, &total), 2);
+  EXPECT_EQ(Engine<QX_KAVUpdater>().updater.addToDelete("new", "old", dropped), 2);
+  lay("bd", {"a:a;b:b", "a:x", "a:a"});
+  EXPECT_EQ(Engine<QX_BDUpdater>().updater.AddToDownload("new", "old", entries, &total), 2);
+  DownCancelled = false;
+  EXPECT_EQ(total, -7);
+  EXPECT_TRUE(dropped.empty());
 }
 
 }  // namespace

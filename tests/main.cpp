@@ -7,14 +7,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 
-// A test for each paragraph of the tables in tests/updates.
-void registerUpdates();
+#include "tests/tables.h"
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  registerUpdates();
+  for (const auto& file : std::filesystem::directory_iterator(SOURCE_DIR "/tests/cases")) registerTable(file.path());
   if (testing::GTEST_FLAG(list_tests) || std::getenv("UPDATENOW_TESTS_PRIVATE") != nullptr) return RUN_ALL_TESTS();
   setenv("UPDATENOW_TESTS_PRIVATE", "1", 1);
   // The flags were taken out of argv; they travel in the environment.

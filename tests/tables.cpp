@@ -6,6 +6,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/installation.h"
+
 Strings wordsOf(const std::string& text, char between) {
   std::istringstream stream(text);
   Strings words;
@@ -59,6 +61,27 @@ Strings cellsOf(std::string line) {
   return cells;
 }
 
+std::map<std::string, std::function<std::string(const Strings&)>>& functions() {
+  static std::map<std::string, std::function<std::string(const Strings&)>> all;
+  return all;
+}
+
+class FunctionTest : public Installation {
+ public:
+  FunctionTest(Paragraph rows, Words rowWords) : paragraph(std::move(rows)), words(std::move(rowWords)) {}
+
+ private:
+  void TestBody() override {
+    const auto function = functions().at(paragraph.header);
+    const int open = openFiles();
+    eachRow(paragraph, words, [&](const Strings& cells) { EXPECT_EQ(function(cells), cells.back()); });
+    EXPECT_EQ(openFiles(), open) << "descriptors";
+  }
+
+  const Paragraph paragraph;
+  const Words words;
+};
+
 }  // namespace
 
 std::string expand(const std::string& cell, const Words& words) {
@@ -81,49 +104,49 @@ std::string expand(const std::string& cell, const Words& words) {
   return text;
 }
 
-void eachCase(const std::string& name, const std::function<void(const Case&)>& test, Words words) {
-  const std::string path = SOURCE_DIR "/tests/cases/" + name + ".txt";
-  std::ifstream file(path);
-  Strings columns;
-  int rows = 0, number = 0;
-  for (std::string line; std::getline(file, line);) {
-    const testing::ScopedTrace trace(path.c_str(), ++number, line);
-    if (const std::size_t defines = line.find(" := "); defines != std::string::npos) {
-      words[line.substr(0, defines)] = line.substr(defines + 4);
-    } else if (columns.empty() && line.find(" | ") != std::string::npos) {
-      columns = cellsOf(line.substr(2));
-    } else if (!line.empty() && line[0] != '#') {
-      ++rows;
-      const Strings texts = cellsOf(line);
-      ASSERT_EQ(texts.size(), columns.size()) << "cells";
-      try {
-        Case cells;
-        for (std::size_t i = 0; i < columns.size(); ++i) cells[columns[i]] = expand(texts[i], words);
-        test(cells);
-      } catch (const std::exception& error) {
-        ADD_FAILURE() << error.what();
-      }
+void eachRow(const Paragraph& paragraph, const Words& words, const std::function<void(const Strings&)>& action) {
+  EXPECT_FALSE(paragraph.rows.empty()) << paragraph.header;
+  for (const Paragraph::Row& row : paragraph.rows) {
+    const testing::ScopedTrace trace(paragraph.path.c_str(), row.line, row.text);
+    try {
+      Strings cells = cellsOf(row.text);
+      for (std::string& cell : cells) cell = expand(cell, words);
+      action(cells);
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << error.what();
     }
   }
-  ASSERT_GT(rows, 0) << "no cases in " << path;
 }
 
-std::vector<Paragraph> readParagraphs(const std::string& path, Words& words) {
+Function::Function(const std::string& name, std::function<std::string(const Strings&)> function) {
+  functions()[name] = std::move(function);
+}
+
+void registerTable(const std::string& path) {
   std::vector<Paragraph> paragraphs;
-  std::ifstream file(path);
+  Words words;
   int number = 0;
-  for (std::string line; std::getline(file, line);) {
-    ++number;
-    const std::size_t defines = line.find(" := "), bar = line.find(" |");
-    if (line.empty() || line[0] == '#') continue;
-    if (line.compare(0, 3, "== ") == 0)
-      paragraphs.push_back({path, line.substr(3), {}});
-    else if (paragraphs.empty() && defines != std::string::npos)
-      words[line.substr(0, defines)] = line.substr(defines + 4);
-    else if (line[0] == ' ')
-      paragraphs.back().rows.back().text += line.substr(line.find_first_not_of(' '));
-    else
-      paragraphs.back().rows.push_back({number, line.substr(0, bar), line.substr(std::min(bar + 3, line.size()))});
+  for (const std::string& file : {SOURCE_DIR "/tests/cases/words.txt" + std::string(), path}) {
+    std::ifstream stream(file);
+    number = 0;
+    for (std::string line; std::getline(stream, line);) {
+      ++number;
+      const std::size_t defines = line.find(" := ");
+      if (line.empty() || line[0] == '#') continue;
+      if (line.compare(0, 3, "== ") == 0)
+        paragraphs.push_back({path, line.substr(3), {}});
+      else if (defines != std::string::npos)
+        words[line.substr(0, defines)] = line.substr(defines + 4);
+      else if (line[0] == ' ')
+        paragraphs.back().rows.back().text += line.substr(line.find_first_not_of(' '));
+      else
+        paragraphs.back().rows.push_back({number, line});
+    }
   }
-  return paragraphs;
+  for (const Paragraph& paragraph : paragraphs)
+    if (paragraph.header.find(' ') != std::string::npos)
+      registerUpdates(paragraph, words);
+    else
+      testing::RegisterTest("Function", paragraph.header.c_str(), nullptr, nullptr, path.c_str(), number,
+          [=]() -> Installation* { return new FunctionTest(paragraph, words); });
 }
