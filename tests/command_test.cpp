@@ -19,11 +19,13 @@ namespace {
 const Function ini("ini", [](const Strings& c) {
   setenv("HOME", "/home/x", 1);
   setenv("lower", "l", 1);
-  writeFile("test.conf", c.at(1));
+  writeFile("test.conf", c.at(0));
   SymbolTable* const table = ini_dyn_load(nullptr, "test.conf");
-  const std::string value = sym_get_value(table, c.at(2).c_str(), "(none)");
+  std::string values;
+  for (const std::string& key : wordsOf(c.at(1)))
+    values += std::string(values.empty() ? "" : "~") + sym_get_value(table, key.c_str(), "-");
   sym_delete_table(table);
-  return value;
+  return values;
 });
 
 const Function display("display", [](const Strings& c) {
@@ -69,7 +71,7 @@ const Function wget("wget-command", [](const Strings& c) {
   install(c.at(0));
   configure(c.at(1) + "\nServerList=m");
   standIn("wget", "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");
-  runUpdatenow("GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de exec");
+  runUpdatenow("export GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de; exec");
   return readFile("calls");
 });
 

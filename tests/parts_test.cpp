@@ -7,7 +7,12 @@
 
 namespace {
 
-const Function name("index-name", [](const Strings& c) { return isSafeName(c.at(0), "avp.klb") ? "safe" : "no"; });
+const Function names("index-name", [](const Strings& c) {
+  std::string safe;
+  for (const std::string& name : wordsOf(c.at(0), ','))
+    if (isSafeName(name, "avp.klb")) safe += (safe.empty() ? "" : ",") + name;
+  return safe;
+});
 
 const Function places("places", [](const Strings& c) {
   shell("rm -f log && mkdir -p base/sub temp && ln -sfn base link");
