@@ -7,22 +7,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
-#include <vector>
+
+#include "tests/tables.h"
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  if (testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
-  if (std::getenv("UPDATENOW_TESTS_PRIVATE") == nullptr) {
-    setenv("UPDATENOW_TESTS_PRIVATE", "1", 1);
-    // The flags were taken out of argv; they travel in the environment.
-    setenv("GTEST_FILTER", testing::GTEST_FLAG(filter).c_str(), 1);
-    std::string script = SOURCE_DIR "/scripts/private-root";
-    std::string self = std::filesystem::read_symlink("/proc/self/exe");
-    std::vector<char*> arguments{script.data(), self.data(), nullptr};
-    execv(script.c_str(), arguments.data());
-    std::perror(script.c_str());
-    return 1;
-  }
-  return RUN_ALL_TESTS();
+  for (const auto& file : std::filesystem::directory_iterator(SOURCE_DIR "/tests/cases")) registerTable(file.path());
+  if (testing::GTEST_FLAG(list_tests) || std::getenv("UPDATENOW_TESTS_PRIVATE") != nullptr) return RUN_ALL_TESTS();
+  setenv("UPDATENOW_TESTS_PRIVATE", "1", 1);
+  // The flags were taken out of argv; they travel in the environment.
+  setenv("GTEST_FILTER", testing::GTEST_FLAG(filter).c_str(), 1);
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+  execl(SOURCE_DIR "/scripts/private-root", "private-root", self.c_str(), nullptr);
+  std::perror("private-root");
+  return 1;
 }

@@ -1,0 +1,143 @@
+// The command around an update: configuration, display, log, coordinator and lock.
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <regex>
+
+#include "app/display.h"
+#include "app/interrupt.h"
+#include "app/update_command.h"
+#include "config/ini_reader.h"
+#include "tests/installation.h"
+#include "update/coordinator.h"
+
+namespace {
+
+const Function ini("ini", [](const Strings& c) {
+  setenv("HOME", "/home/x", 1);
+  setenv("lower", "l", 1);
+  writeFile("test.conf", c.at(0));
+  SymbolTable* const table = ini_dyn_load(nullptr, "test.conf");
+  std::string values;
+  for (const std::string& key : wordsOf(c.at(1)))
+    values += std::string(values.empty() ? "" : "~") + sym_get_value(table, key.c_str(), "-");
+  sym_delete_table(table);
+  return values;
+});
+
+const Function display("display", [](const Strings& c) {
+  static char bar[kBarBytes] = {};
+  testing::internal::CaptureStdout();
+  if (c.at(0) == "interrupted") update_exit(15);
+  const int answer =
+      DisplayUpdate(std::stoi(c.at(1)), "f", std::stol(c.at(2)), std::stol(c.at(3)), c.at(0) == "dots" ? nullptr : bar);
+  TermExitScan = false;
+  DownCancelled = false;
+  return std::to_string(answer) + testing::internal::GetCapturedStdout();
+});
+
+const Function version("version", [](const Strings& c) {
+  writeFile("/opt/Quorvex/etc/qxav-ver", c.at(0));
+  if (c.at(0).empty()) shell("rm /opt/Quorvex/etc/qxav-ver");
+  return std::to_string(QX_AVUpdate::QX_GetSystemType());
+});
+
+// What is logged of a lock file, and whose it is then. LIVE and ME are processes.
+const Function lock("lock", [](const Strings& c) {
+  const std::regex live("LIVE"), me("me:" + std::to_string(getpid()));
+  const std::string text = std::regex_replace(c.at(0), live, std::to_string(getppid()));
+  writeFile(lockFile, text);
+  writeFile(logFile, "");
+  QX_AVUpdate updater;
+  const std::string error = errorOf([&] { updater.LockUpdate("me"); });
+  EXPECT_EQ(error, readFile(lockFile) == text ? "Update operation already locked" : "");
+  const std::string told = readFile(logFile) + (error.empty() ? readFile(lockFile) : "held");
+  return std::regex_replace(std::regex_replace(told, me, "ME"), std::regex(std::to_string(getppid())), "LIVE");
+});
+
+// Settings that the program complains of.
+const Function rejected("rejected", [](const Strings& c) {
+  configure("ServerList=m\n" + c.at(0));
+  writeFile(logFile, "");
+  const std::string shown = runUpdatenow().output;
+  EXPECT_NE(readFile(logFile).find("\nUpdate parameters not set\n\nUnlocking update\n"), std::string::npos);
+  return shown;
+});
+
+const Function wget("wget-command", [](const Strings& c) {
+  install(c.at(0));
+  configure(c.at(1) + "\nServerList=m");
+  standIn("wget", "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");
+  runUpdatenow("export GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de; exec");
+  return readFile("calls");
+});
+
+class Command : public Installation {};
+
+TEST_F(Command, FindsConfigurationsOnPath) {
+  setenv("TZ", "UTC", 1);
+  writeFile("folder/dated.conf", "[b]\nz=1\ny=2\n[a]");
+  shell("touch -d '2001-02-03 04:05:06' folder/dated.conf");
+  const std::string path = std::getenv("PATH");
+  setenv("PATH", "/no/such::/var/Quorvex/scratch/folder", 1);
+  SymbolTable* const table = ini_dyn_load(nullptr, "dated.conf");
+  unsetenv("PATH");
+  EXPECT_EQ(ini_dyn_load(table, "folder/dated.conf"), table);
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(ini_dyn_load(table, "no/such.conf"), table);
+  std::string symbols;
+  for (const Symbol* s = table->symbols; s != nullptr; s = s->next) symbols += s->name + "=" + s->value + " ";
+  EXPECT_EQ(symbols, "a= b= b:y=2 b:z=1 filedate=20010203 filename=dated.conf filetime=4050600 ");
+  // A socket is there and cannot be opened.
+  const int server = socket(AF_UNIX, SOCK_STREAM, 0);
+  const sockaddr_un here{AF_UNIX, "./socket"};
+  ASSERT_EQ(bind(server, reinterpret_cast<const sockaddr*>(&here), sizeof here), 0);
+  close(server);
+  ini_dyn_load(table, "./socket");
+  EXPECT_STREQ(sym_get_value(table, "filename", ""), "./socket");
+  EXPECT_EQ(table->size, 7);
+  sym_delete_table(table);
+}
+
+TEST_F(Command, LogAppendsCutsAndRefuses) {
+  writeFile("log", "before\n");
+  QX_AVUpdateLog log("log");
+  EXPECT_EQ(errorOf([&] { log.Log("x"); }), "Log not started");
+  EXPECT_EQ(log.Start(nullptr), 0);
+  EXPECT_EQ(log.Start("/no/other"), 0);
+  EXPECT_EQ(log.Log("%s:%d\n", "a", 7), 4);
+  EXPECT_EQ(log.Log("%s", ""), 0);
+  EXPECT_EQ(log.Log("%2000s", "x"), 2000);
+  const char* const none = nullptr;
+  EXPECT_EQ(errorOf([&] { log.Log(none); }), "Invalid NULL log formate");
+  EXPECT_EQ(readFile("log"), "before\na:7\n" + std::string(1022, ' '));
+  log.Stop();
+  EXPECT_EQ(log.Start("no/log"), -1);
+  EXPECT_EQ(errorOf([] { QX_AVUpdateLog(nullptr).Start(nullptr); }), "Invalid NULL file Name");
+}
+
+TEST_F(Command, RunsOnlyWithSettingsAndLock) {
+  QX_AVUpdate updater;
+  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), "Invalid AV database path");
+  updater.SetValues("/b", "/t", nullptr, 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "ftp://x");
+  EXPECT_EQ(errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
+      "Invalid AV database path");
+  EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), "Update lock not acquired")
+      << "the rejected call kept the settings";
+  EXPECT_EQ(errorOf([&] { updater.UnLockUpdate(); }), "Update lock not acquired");
+  updater.LockUpdate(nullptr);
+  EXPECT_EQ(readFile(lockFile), "Unknown Process:" + std::to_string(getpid()));
+  EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1) << "no usable server";
+  EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }), "Update operation already locked");
+  EXPECT_EQ(updater.UnLockUpdate(), 0);
+  EXPECT_EQ(access(lockFile.c_str(), F_OK), -1);
+  EXPECT_EQ(getValues(nullptr, mainConfig.c_str(), &updater), -1);
+  EXPECT_EQ(getValues(updateConfig.c_str(), nullptr, &updater), -1);
+  EXPECT_EQ(getValues(updateConfig.c_str(), mainConfig.c_str(), nullptr), -1);
+  EXPECT_EQ(UpdateVirus(nullptr), -1);
+}
+
+}  // namespace

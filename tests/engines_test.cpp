@@ -1,0 +1,173 @@
+// The operations of both updaters, one by one.
+
+#include "app/interrupt.h"
+#include "engines/bd/bd_updater.h"
+#include "engines/bd/utils.h"
+#include "engines/kav/kav_updater.h"
+#include "tests/installation.h"
+
+namespace {
+
+template <class Updater>
+int set(Updater& updater, QX_AVUpdateLog* log, const char* server = "m", const char* proxy = nullptr) {
+  return updater.setValues(log, bases.c_str(), temp.c_str(), "", proxy != nullptr ? 1 : 0, 0, proxy, 8080, nullptr,
+      nullptr, 30, 0, 3, server);
+}
+
+// An updater and what it logs.
+template <class Updater>
+struct Engine {
+  Engine() {
+    remove("log");
+    log.Start(nullptr);
+    set(updater, &log);
+  }
+  QX_AVUpdateLog log{"log"};
+  Updater updater;
+};
+
+// Cells: the indexes that are installed and downloaded, the files that are there.
+const char* lay(const std::string& format, const Strings& c) {
+  writeTree(bases, filesOf(format, c.at(2)));
+  writeFile("old", indexOf(format, wordsOf(c.at(0), ';')));
+  writeFile("new", indexOf(format, wordsOf(c.at(1), ';')));
+  return c.at(0).empty() ? nullptr : "old";
+}
+
+const Function klbIndex("klb-index", [](const Strings& c) {
+  writeFile("index", c.at(0));
+  Strings list{"old"};
+  const int count = QX_KAVUpdater::GetDownloadList("index", list);
+  std::string entries = std::to_string(count - static_cast<int>(list.size()));
+  for (const std::string& entry : list) entries += ";" + entry;
+  return entries;
+});
+
+const Function klbEntry("klb-entry", [](const Strings& c) {
+  char name[QX_KAVUpdater::kFieldBytes] = "-", sign[QX_KAVUpdater::kFieldBytes] = "-";
+  const int results = QX_KAVUpdater::getFname(c.at(0).c_str(), name) + QX_KAVUpdater::getSign(c.at(0).c_str(), sign);
+  const std::string size = std::to_string(QX_KAVUpdater::getSize(c.at(0).c_str()));
+  return std::to_string(results) + ";" + name + ";" + sign + ";" + size;
+});
+
+const Function signature("signature", [](const Strings& c) {
+  writeFile("file", c.at(0));
+  char line[QX_KAVUpdater::kSignatureLineBytes] = "-";
+  return std::to_string(QX_KAVUpdater::getFileSig("file", line)) + line;
+});
+
+const Function kavChanges("kav-changes", [](const Strings& c) {
+  Engine<QX_KAVUpdater> engine;
+  std::vector<std::int32_t> sizes;
+  Strings names, signatures;
+  std::int32_t total = -7;
+  const char* const old = lay("kav", c);
+  const int result = engine.updater.addToDownload("new", old, sizes, names, signatures, &total);
+  std::string text = std::to_string(result) + " " + std::to_string(total);
+  for (std::size_t i = 0; i < names.size(); ++i) text += " " + names[i] + ":" + signatures.at(i).substr(0, 1);
+  return text + ";" + readFile("log");
+});
+
+const Function kavDrops("kav-drops", [](const Strings& c) {
+  Strings list;
+  lay("kav", c);
+  std::string text = std::to_string(Engine<QX_KAVUpdater>().updater.addToDelete("new", "old", list));
+  for (const std::string& name : list) text += " " + name;
+  return text;
+});
+
+const Function digest("digest", [](const Strings& c) {
+  writeFile("file", c.at(0));
+  char digits[QX_UTILS::kDigestBytes] = "-";
+  EXPECT_EQ(QX_UTILS::md5sum(".", digits), -1);
+  EXPECT_EQ(QX_UTILS::md5sum("none", digits), -1);
+  EXPECT_STREQ(digits, "-");
+  return std::to_string(QX_UTILS::md5sum("file", digits)) + digits;
+});
+
+const Function versionsIndex("versions-index", [](const Strings& c) {
+  writeFile("index", c.at(0));
+  std::vector<__QX_AvEntry> list(3);
+  const int count = QX_BDUpdater::GetDownloadList("index", list);
+  std::string entries = std::to_string(count - static_cast<int>(list.size()));
+  for (const __QX_AvEntry& e : list) entries += ";" + e.fileName + " " + e.md5 + " " + std::to_string(e.size);
+  return entries;
+});
+
+const Function bdChanges("bd-changes", [](const Strings& c) {
+  Engine<QX_BDUpdater> engine;
+  std::vector<__QX_AvEntry> changes;
+  std::int32_t total = -7;
+  const char* const old = lay("bd", c);
+  const int result = engine.updater.AddToDownload("new", old, changes, &total);
+  std::string text = std::to_string(result) + " " + std::to_string(total);
+  for (const __QX_AvEntry& e : changes) text += " " + e.fileName;
+  return text + ";" + readFile("log");
+});
+
+const Function wgetError("wget-error", [](const Strings& c) {
+  Engine<QX_BDUpdater> engine;
+  std::string told;
+  const auto keep = [](int event, const char* text, std::int64_t, std::int64_t, void* user) {
+    *static_cast<std::string*>(user) += std::to_string(event) + text;
+    return 0;
+  };
+  engine.updater.setCallback(keep, &told);
+  writeFile(temp + "/avupdate_wget.err", c.at(0));
+  if (c.at(0).empty()) shell("rm " + temp + "/avupdate_wget.err");
+  const int code = engine.updater.DownloadError("f");
+  return std::to_string(code) + ";" + told + ";" + readFile("log");
+});
+
+class Engines : public Installation {};
+
+TEST_F(Engines, RefuseWhatCannotBe) {
+  Strings names;
+  std::vector<__QX_AvEntry> entries;
+  std::int32_t total = 0;
+  Engine<QX_KAVUpdater> kav;
+  EXPECT_EQ(QX_KAVUpdater::GetDownloadList("none", names), -1);
+  EXPECT_EQ(kav.updater.addToDelete("none", "none", names), -1);
+  EXPECT_EQ(kav.updater.addToDelete(nullptr, "old", names), -1);
+  EXPECT_EQ(set(kav.updater, nullptr, "ftp://m"), -3);
+  EXPECT_EQ(set(kav.updater, &kav.log, "m", std::string(59, 'h').c_str()), 0);
+  EXPECT_EQ(set(kav.updater, &kav.log, "m", std::string(60, 'h').c_str()), -1) << "an address of 65 characters";
+  EXPECT_EQ(set(kav.updater, &kav.log, nullptr), -1);
+  EXPECT_EQ(kav.updater.SetCallback(nullptr, nullptr), -1);
+  kav.updater.Dealloc();
+  EXPECT_EQ(kav.updater.update(), -1);
+  EXPECT_EQ(kav.updater.DownloadFile("f", "m", 1, 0), -1);
+  EXPECT_EQ(kav.updater.updatePerServer("m"), -1);
+  EXPECT_EQ(readFile("log"),
+      "KLOG: Invalid update arameters to set\nKLOG: Invalid update arameters to set\n"
+      "KLOG: Invalid NULL callback function\n");
+  Engine<QX_BDUpdater> bd;
+  EXPECT_EQ(QX_BDUpdater::GetDownloadList("none", entries), -1);
+  EXPECT_EQ(bd.updater.AddToDownload("none", nullptr, entries, &total), -1);
+  EXPECT_EQ(set(bd.updater, nullptr, "ftp://m"), -3);
+  EXPECT_EQ(set(bd.updater, &bd.log, nullptr), -1);
+  bd.updater.DeallocMemory();
+  EXPECT_EQ(bd.updater.updateNow() + bd.updater.MakeDirs() + bd.updater.UpdatePerServer("m"), -3);
+  EXPECT_EQ(bd.updater.GetCurrentAVBackup() + bd.updater.RevertCurrentBackup(), -2);
+  EXPECT_EQ(bd.updater.DownloadFile("m", "f", 1, false), -1);
+  EXPECT_EQ(bd.updater.DeleteCurrentBackup() + bd.updater.RemoveDirs(), 0);
+  EXPECT_EQ(stateOf("bd", bases), "nothing");
+}
+
+TEST_F(Engines, SeeACancel) {
+  std::int32_t total = -7;
+  std::vector<std::int32_t> sizes;
+  std::vector<__QX_AvEntry> entries;
+  Strings names, signatures, dropped;
+  lay("kav", {"a:a;b:b", "a:x", "a:a"});
+  DownCancelled = true;
+  EXPECT_EQ(Engine<QX_KAVUpdater>().updater.addToDownload("new", "old", sizes, names, signatures, &total), 2);
+  EXPECT_EQ(Engine<QX_KAVUpdater>().updater.addToDelete("new", "old", dropped), 2);
+  lay("bd", {"a:a;b:b", "a:x", "a:a"});
+  EXPECT_EQ(Engine<QX_BDUpdater>().updater.AddToDownload("new", "old", entries, &total), 2);
+  DownCancelled = false;
+  EXPECT_EQ(total, -7);
+  EXPECT_TRUE(dropped.empty());
+}
+
+}  // namespace

@@ -1,0 +1,173 @@
+#include "tests/installation.h"
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "engines/bd/utils.h"
+#include "update/update_errors.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t kBytes = 1024, kSignature = 58;
+
+std::string nameIn(const std::string& file) {
+  return file.substr(0, file.find(':'));
+}
+
+std::string contentsIn(const std::string& format, const std::string& file) {
+  const std::string letter = file.substr(file.find(':') + 1);
+  if (letter.empty()) return "";
+  return format == "bd" ? std::string(kBytes, letter[0]) : std::string(kBytes - 2, letter[0]) + "\r\n";
+}
+
+std::string digestOf(const std::string& contents) {
+  char digits[QX_UTILS::kDigestBytes];
+  writeFile("digested", contents);
+  return QX_UTILS::md5sum("digested", digits) == 0 ? digits : "unreadable";
+}
+
+// An index tells its number in its last line.
+std::string lastLine(int number) {
+  const std::string text = std::to_string(number);
+  return ";" + std::string(kSignature - 1 - text.size(), ' ') + text + "\r\n";
+}
+
+std::string labelOf(const std::string& format, const std::string& contents) {
+  for (const int number : {1, 2})
+    if (contents.size() > kSignature && contents.substr(contents.size() - kSignature - 2) == lastLine(number))
+      return std::to_string(number);
+  const std::string letter = contents.substr(0, 1);
+  return contents == contentsIn(format, ":" + letter) ? letter : "?";
+}
+
+}  // namespace
+
+std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const std::string& path, const std::string& contents) {
+  fs::create_directories(fs::absolute(path).parent_path());
+  std::ofstream(path, std::ios::binary) << contents;
+}
+
+void writeTree(const std::string& directory, const Tree& tree) {
+  fs::remove_all(directory);
+  fs::create_directories(directory);
+  for (const auto& [name, contents] : tree) writeFile(directory + "/" + name, contents);
+}
+
+void shell(const std::string& command) {
+  if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
+}
+
+int openFiles() {
+  return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
+}
+
+std::string errorOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const QX_AVUpdateExceptions& error) {
+    return error.detail();
+  } catch (const char* message) {
+    return message;
+  }
+  return "";
+}
+
+Tree filesOf(const std::string& format, const std::string& files) {
+  Tree tree;
+  for (const std::string& file : wordsOf(files, ',')) tree[nameIn(file)] = contentsIn(format, file);
+  return tree;
+}
+
+Tree mirrorOf(const std::string& format, const std::string& files, int number) {
+  Tree tree = filesOf(format, files);
+  if (format == "bd") {
+    writeTree("packed/avx", tree);
+    shell("gzip -nrS .gzip packed");
+    tree.clear();
+    for (const std::string& file : wordsOf(files, ',')) {
+      const std::string name = "avx/" + nameIn(file) + ".gzip";
+      tree[name] = readFile("packed/" + name);
+    }
+  }
+  tree[indexName(format)] = indexOf(format, wordsOf(files, ','), number);
+  return tree;
+}
+
+std::string indexOf(const std::string& format, const Strings& files, int number) {
+  std::string text = format == "bd" ? "" : "[bases]\r\n";
+  for (const std::string& file : files)
+    if (file.find(':') == std::string::npos)
+      text += file + "\r\n";
+    else if (format == "bd")
+      text += "+ " + digestOf(contentsIn(format, file)) + " " + nameIn(file) + " 1024\n";
+    else
+      text += "B=" + nameIn(file) + "," + std::string(kSignature, file.back()) + ",1024,\r\n";
+  return number > 0 ? text + lastLine(number) : text;
+}
+
+std::string indexName(const std::string& format) {
+  return format == "bd" ? "versions.dat" : "avp.klb";
+}
+
+std::string stateOf(const std::string& format, const std::string& directory) {
+  if (!fs::is_directory(directory)) return "nothing";
+  const std::string index = indexName(format);
+  Words labels;
+  for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+    const std::string name = entry.path().lexically_relative(directory);
+    if (entry.is_regular_file())
+      labels[name == index                      ? "index"
+             : name == "." + index + ".waiting" ? "waiting"
+                                                : name] = ":" + labelOf(format, readFile(entry.path()));
+    else if (fs::is_empty(entry) && name != "Plugins")
+      labels[name] = "/";
+  }
+  std::string state;
+  for (const auto& [name, label] : labels) state += (state.empty() ? "" : ",") + name + label;
+  return state.empty() ? "nothing" : state;
+}
+
+Outcome runUpdatenow(const std::string& before) {
+  const std::string command = "export PATH=$PWD/bin:$PATH; exec 2>&1; " + before + " setsid " UPDATENOW;
+  std::FILE* const program = popen(command.c_str(), "re");
+  Outcome outcome;
+  char buffer[4096];
+  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, program)) > 0;) outcome.output.append(buffer, n);
+  const int status = pclose(program);
+  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return outcome;
+}
+
+void standIn(const std::string& command, const std::string& script) {
+  writeFile("bin/" + command, "#!/bin/sh\n" + script + "\n");
+  fs::permissions("bin/" + command, fs::perms::all);
+}
+
+void install(const std::string& format) {
+  fs::current_path("/");
+  shell("umount " + bases + " " + backup + " 2>/dev/null; rm -rf /opt/Quorvex/* /var/Quorvex/*");
+  shell("mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run /var/Quorvex/var/log /var/Quorvex/scratch " + bases);
+  fs::current_path("/var/Quorvex/scratch");
+  writeFile("/opt/Quorvex/etc/qxav-ver", format == "bd" ? "3\n" : "2\n");
+}
+
+void configure(const std::string& lines) {
+  std::string paths = "[path]\nBasesPath=" + bases + "\nTempPath=" + temp + "\nBackUpPath=" + backup + "\n";
+  std::string settings = "[Update]\nTimeOut=5\nNoOfRetries=2\n";
+  for (const std::string& line : wordsOf(lines, '\n'))
+    (line.find("Path=") != std::string::npos ? paths : settings) += line + "\n";
+  writeFile(mainConfig, paths);
+  writeFile(updateConfig, settings);
+}

@@ -1,0 +1,38 @@
+// The parts behind the published classes.
+
+#include "engines/index_name.h"
+#include "engines/places.h"
+#include "engines/server_list.h"
+#include "tests/installation.h"
+
+namespace {
+
+const Function names("index-name", [](const Strings& c) {
+  std::string safe;
+  for (const std::string& name : wordsOf(c.at(0), ','))
+    if (isSafeName(name, "avp.klb")) safe += (safe.empty() ? "" : ",") + name;
+  return safe;
+});
+
+const Function places("places", [](const Strings& c) {
+  shell("rm -f log && mkdir -p base/sub temp && ln -sfn base link");
+  QX_AVUpdateLog log("log");
+  log.Start(nullptr);
+  static constexpr EngineFormat kFormat{"LOG: ", "i", false};
+  Session session(kFormat);
+  session.log = &log;
+  session.basePath = c.at(0);
+  session.tempPath = c.at(1);
+  session.backupPath = c.at(2);
+  const bool apart = arePlacesApart(session);
+  return (apart ? "apart" : "") + readFile("log");
+});
+
+const Function servers("servers", [](const Strings& c) {
+  std::string joined;
+  for (const std::string& server : usableServers(c.at(0), c.at(1) == "https", nullptr))
+    joined += (joined.empty() ? "" : " ") + server;
+  return joined;
+});
+
+}  // namespace

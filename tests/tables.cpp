@@ -1,0 +1,152 @@
+#include "tests/tables.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "tests/installation.h"
+
+Strings wordsOf(const std::string& text, char between) {
+  std::istringstream stream(text);
+  Strings words;
+  for (std::string word; std::getline(stream, word, between);) words.push_back(word);
+  return words;
+}
+
+namespace {
+
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+  for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
+    text.replace(at, what.size(), by);
+  return text;
+}
+
+// The console's bar: whole percents, and a column for each three quarters of four.
+std::string bar(int done, int files) {
+  const int percent = 100 * done / files;
+  const auto columns = static_cast<std::size_t>(percent * 3 / 4);
+  return "\r[" + std::string(columns, '=') + std::string(75 - columns, ' ') + "](" + std::to_string(done) + "KB/" +
+         std::to_string(files) + "KB) " + std::to_string(percent) + "%";
+}
+
+std::string meaningOf(const std::string& word, const Words& words) {
+  const std::string name = word.substr(0, word.find(' ')), rest = word.substr(std::min(name.size() + 1, word.size()));
+  const std::size_t star = word.find('*');
+  std::string text;
+  if (word.empty()) return text;
+  if (name == "bar") return bar(std::stoi(rest), std::stoi(rest.substr(rest.find('/') + 1)));
+  if (name == "bars") {
+    for (int done = 1; done <= std::stoi(rest); ++done) text += bar(done, std::stoi(rest));
+    return text;
+  }
+  if (star != std::string::npos && std::isdigit(word[0]) != 0) {
+    for (int times = std::stoi(word); times > 0; --times) text += word.substr(star + 1);
+    return text;
+  }
+  if (const auto found = words.find(rest.empty() ? word : name + " **"); found != words.end())
+    return expand(rest.empty() ? found->second : replaced(found->second, "**", rest), words);
+  const auto found = words.find(name + " *");
+  if (found == words.end()) throw std::runtime_error("no such word: " + word);
+  for (const std::string& one : wordsOf(rest, ',')) text += expand(replaced(found->second, "*", one), words);
+  return text;
+}
+
+Strings cellsOf(std::string line) {
+  Strings cells;
+  for (std::size_t at = 0; (at = line.find(" | ")) != std::string::npos; line.erase(0, at + 3))
+    cells.push_back(line.substr(0, at));
+  cells.push_back(line);
+  return cells;
+}
+
+std::map<std::string, std::function<std::string(const Strings&)>>& functions() {
+  static std::map<std::string, std::function<std::string(const Strings&)>> all;
+  return all;
+}
+
+class FunctionTest : public Installation {
+ public:
+  FunctionTest(Paragraph rows, Words rowWords) : paragraph(std::move(rows)), words(std::move(rowWords)) {}
+
+ private:
+  void TestBody() override {
+    const auto function = functions().at(paragraph.header);
+    const int open = openFiles();
+    eachRow(paragraph, words, [&](const Strings& cells) { EXPECT_EQ(function(cells), cells.back()); });
+    EXPECT_EQ(openFiles(), open) << "descriptors";
+  }
+
+  const Paragraph paragraph;
+  const Words words;
+};
+
+}  // namespace
+
+std::string expand(const std::string& cell, const Words& words) {
+  static const std::map<char, char> escapes{{'n', '\n'}, {'r', '\r'}, {'t', '\t'}, {'\\', '\\'}};
+  std::string text;
+  for (std::size_t at = 0; at < cell.size(); ++at) {
+    if (cell.compare(at, 2, "\\x") == 0) {
+      text += static_cast<char>(std::stoi(cell.substr(at + 2, 2), nullptr, 16));
+      at += 3;
+    } else if (cell[at] == '\\') {
+      text += escapes.at(cell.at(++at));
+    } else if (cell[at] == '{') {
+      const std::size_t end = cell.find('}', at);
+      text += meaningOf(cell.substr(at + 1, end - at - 1), words);
+      at = end;
+    } else {
+      text += cell[at];
+    }
+  }
+  return text;
+}
+
+void eachRow(const Paragraph& paragraph, const Words& words, const std::function<void(const Strings&)>& action) {
+  EXPECT_FALSE(paragraph.rows.empty()) << paragraph.header;
+  for (const Paragraph::Row& row : paragraph.rows) {
+    const testing::ScopedTrace trace(paragraph.path.c_str(), row.line, row.text);
+    try {
+      Strings cells = cellsOf(row.text);
+      for (std::string& cell : cells) cell = expand(cell, words);
+      action(cells);
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << error.what();
+    }
+  }
+}
+
+Function::Function(const std::string& name, std::function<std::string(const Strings&)> function) {
+  functions()[name] = std::move(function);
+}
+
+void registerTable(const std::string& path) {
+  std::vector<Paragraph> paragraphs;
+  Words words;
+  int number = 0;
+  for (const std::string& file : {SOURCE_DIR "/tests/cases/words.txt" + std::string(), path}) {
+    std::ifstream stream(file);
+    number = 0;
+    for (std::string line; std::getline(stream, line);) {
+      ++number;
+      const std::size_t defines = line.find(" := ");
+      if (line.empty() || line[0] == '#') continue;
+      if (line.compare(0, 3, "== ") == 0)
+        paragraphs.push_back({path, line.substr(3), {}});
+      else if (defines != std::string::npos)
+        words[line.substr(0, defines)] = line.substr(defines + 4);
+      else if (line[0] == ' ')
+        paragraphs.back().rows.back().text += line.substr(line.find_first_not_of(' '));
+      else
+        paragraphs.back().rows.push_back({number, line});
+    }
+  }
+  for (const Paragraph& paragraph : paragraphs)
+    if (paragraph.header.find(' ') != std::string::npos)
+      registerUpdates(paragraph, words);
+    else
+      testing::RegisterTest("Function", paragraph.header.c_str(), nullptr, nullptr, path.c_str(), number,
+          [=]() -> Installation* { return new FunctionTest(paragraph, words); });
+}

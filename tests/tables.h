@@ -1,0 +1,51 @@
+// Tables of cases in text files: paragraphs, each of them a test.
+//
+//   # A comment.
+//   WORD := TEXT             a word of the file, {WORD} in its cells
+//   WORD := TEXT | TEXT      for Kaspersky and for BitDefender-format bases
+//
+//   == HEADER                begins a paragraph
+//   CELL | CELL | CELL       a row of it
+//     CELL | CELL            the row goes on
+//
+// In a cell \n, \r, \t, \\ and \xHH are escapes, {} is nothing, {3*ab} is "ababab",
+// {bar 1/2} the console's bar after one of two files of 1 KiB, {bars 2} that after each
+// of them. {WORD x,y} is the word "WORD *" once for x and once for y, or "WORD **" with
+// both. The words of cases/words.txt are everybody's.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+using Strings = std::vector<std::string>;
+using Words = std::map<std::string, std::string>;
+
+// The parts of a text between a character.
+Strings wordsOf(const std::string& text, char between = ' ');
+
+std::string expand(const std::string& cell, const Words& words);
+
+struct Paragraph {
+  struct Row {
+    int line;
+    std::string text;
+  };
+  std::string path, header;
+  std::vector<Row> rows;
+};
+
+// Does something with every row's cells; a row that fails is shown.
+void eachRow(const Paragraph& paragraph, const Words& words, const std::function<void(const Strings&)>& action);
+
+// Registers the tests of a file: of a paragraph "== NAME" the rows of a function, of
+// any other an update.
+void registerTable(const std::string& path);
+void registerUpdates(const Paragraph& paragraph, Words words);
+
+// A function under test, which paragraphs "== NAME" are about: it gets a row's cells and
+// gives the text that the last of them must be.
+struct Function {
+  Function(const std::string& name, std::function<std::string(const Strings&)> function);
+};
