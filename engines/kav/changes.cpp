@@ -47,8 +47,8 @@ Listed compareListed(const std::vector<Fields>& installed, std::string_view file
 
 }  // namespace
 
-int findWanted(const Session& session, const char* downloaded, const char* installed,
-               bool alsoDoubtful, std::vector<Wanted>& wanted) {
+int findWantedByKlb(const Session& session, const char* downloaded, const char* installed,
+                    bool alsoDoubtful, std::vector<Wanted>& wanted) {
   const auto newEntries = readKlb(downloaded);
   if (!newEntries) return cannotRead(session, downloaded);
   for (const std::string& entry : *newEntries)
@@ -79,9 +79,9 @@ int findWanted(const Session& session, const char* downloaded, const char* insta
     if (listed == Listed::Cancelled) return kCancelled;
     bool isWanted = listed == Listed::Different;
     if (installed == nullptr)
-      isWanted = !hasSignature(local, file.proof);
+      isWanted = signatureLine(local) != file.proof;
     else if (alsoDoubtful)
-      isWanted = listed != Listed::Same || !hasSignature(local, file.proof);
+      isWanted = listed != Listed::Same || signatureLine(local) != file.proof;
     if (isWanted) wanted.push_back(file);
     if (DownCancelled && (installed != nullptr || !isWanted)) return kCancelled;
   }
@@ -108,8 +108,4 @@ int findDropped(const Session& session, const std::string& downloaded, const std
       dropped.emplace_back(old.name.text());
   }
   return kDone;
-}
-
-bool hasSignature(const std::string& path, const std::string& signature) {
-  return signatureLine(path) == signature;
 }
