@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "app/interrupt.h"
 #include "app/progress.h"
@@ -11,31 +12,14 @@ namespace {
 
 constexpr std::uint32_t kBarColumns = kBarBytes - 1;
 
-// Leaves '=' in every byte behind the terminator, so that moving the
-// terminator is all it takes to lengthen the bar.
-void emptyBar(char* bar) {
-  std::memset(bar, '=', kBarBytes);
-  bar[0] = '\0';
-}
-
-void printFullBar() {
-  char full[kBarBytes];
-  std::memset(full, '=', kBarColumns);
-  full[kBarColumns] = '\0';
-  std::printf("\r[%s]", full);
-}
-
-void printBar(const char* bar, std::int64_t total, std::int64_t done, std::int32_t percent) {
-  std::printf("\r[%-75s](%dKB/%dKB) %d%%", bar, static_cast<int>(done / 1024),
-              static_cast<int>(total / 1024), percent);
-}
-
-}  // namespace
-
+// The percentage that the bar shows: 100 for a total of 0, when nothing is left to do;
+// above 100 when more was done than expected.
 std::int32_t percentDone(std::int64_t total, std::int64_t done) {
   return total == 0 ? 100 : static_cast<std::int32_t>(done * 100 / total);
 }
 
+// Lengthens the bar in the buffer to three quarters of `percent` columns, 75 at most; it
+// never shrinks. Three quarters that are negative fill it; those of -1 are 0.
 void lengthenBar(char* bar, std::int32_t percent) {
   // The product may exceed 32 bits when a few bytes were expected and very
   // many came; it wraps.
@@ -47,6 +31,8 @@ void lengthenBar(char* bar, std::int32_t percent) {
   bar[std::min(wanted, kBarColumns)] = '\0';
 }
 
+}  // namespace
+
 int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t done, void* user) {
   if (TermExitScan) return ProgressCancel;
   char* const bar = static_cast<char*>(user);
@@ -56,12 +42,16 @@ int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t 
     case ProgressUpdateDone: std::puts("\nUpdate done"); break;
     case ProgressAlreadyUpdated: std::puts("\nDatabase already updated"); break;
     case ProgressDownloadStarted:
-      if (bar != nullptr) emptyBar(bar);
+      if (bar != nullptr) {
+        // With '=' in every byte behind the terminator, moving that is all it takes to
+        // lengthen the bar.
+        std::memset(bar, '=', kBarBytes);
+        bar[0] = '\0';
+      }
       std::puts("File(s) downloading started. Please wait...");
       break;
     case ProgressDownloadDone:
-      printFullBar();
-      std::puts("\nFile download done....");
+      std::printf("\r[%s]\nFile download done....\n", std::string(kBarColumns, '=').c_str());
       break;
     case ProgressFileStarted:
       if (bar == nullptr) std::printf("\nDowloading %s.", text);
@@ -75,7 +65,8 @@ int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t 
       } else {
         const std::int32_t percent = percentDone(total, done);
         lengthenBar(bar, percent);
-        printBar(bar, total, done, percent);
+        std::printf("\r[%-75s](%dKB/%dKB) %d%%", bar, static_cast<int>(done / 1024),
+                    static_cast<int>(total / 1024), percent);
       }
       break;
     case ProgressError: std::printf("\n***Err: %s\n", text); break;

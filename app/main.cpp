@@ -47,7 +47,7 @@ int main() {
   std::signal(SIGINT, update_exit);
 
   QX_AVUpdate updater;
-  if (getValues(kUpdateConfig, kMainConfig, &updater) == -1) {
+  if (getValues(kUpdateConfig, kMainConfig, &updater) < 0) {
     std::puts("Error reading configuration. Try again.");
     return 1;
   }

@@ -13,79 +13,67 @@
 
 namespace {
 
-// One configuration file's values.
-class Configuration {
- public:
-  // Reads the file; isLoaded() tells whether that went well.
-  explicit Configuration(const char* file)
-      : table_(fileExists(file) ? ini_dyn_load(nullptr, file) : nullptr) {}
+// Null when the file cannot be read.
+OwnedTable load(const char* file) {
+  return OwnedTable(fileExists(file) ? ini_dyn_load(nullptr, file) : nullptr);
+}
 
-  bool isLoaded() const { return table_ != nullptr; }
+// The value, as long as the table lives; null when it is absent or empty.
+const char* filledText(const OwnedTable& table, const char* name) {
+  const char* const value = sym_get_value(table.get(), name, nullptr);
+  return value != nullptr && *value != '\0' ? value : nullptr;
+}
 
-  // The value, as long as this object lives; null when it is absent.
-  const char* text(const char* name) const { return sym_get_value(table_.get(), name, nullptr); }
+// 0 when absent or not a number.
+int number(const OwnedTable& table, const char* name) {
+  return std::atoi(sym_get_value(table.get(), name, "0"));
+}
 
-  // The same, null also when it is empty.
-  const char* filledText(const char* name) const {
-    const char* const value = text(name);
-    return value != nullptr && *value != '\0' ? value : nullptr;
-  }
-
-  // 0 when absent or not a number.
-  int number(const char* name) const { return std::atoi(sym_get_value(table_.get(), name, "0")); }
-
-  // The low eight bits of the number.
-  std::uint8_t byte(const char* name) const { return static_cast<std::uint8_t>(number(name)); }
-
- private:
-  OwnedTable table_;
-};
+// The low eight bits of the number.
+std::uint8_t byte(const OwnedTable& table, const char* name) {
+  return static_cast<std::uint8_t>(number(table, name));
+}
 
 }  // namespace
 
 int getValues(const char* updateConfig, const char* mainConfig, QX_AVUpdate* updater) {
-  if (updateConfig == nullptr || mainConfig == nullptr || updater == nullptr) return -1;
+  if (updateConfig == nullptr || mainConfig == nullptr || updater == nullptr) return kFailed;
 
-  const Configuration paths(mainConfig);
-  if (!paths.isLoaded()) return -1;
-  const Configuration update(updateConfig);
-  if (!update.isLoaded()) return -1;
+  const OwnedTable paths = load(mainConfig);
+  if (paths == nullptr) return kFailed;
+  const OwnedTable update = load(updateConfig);
+  if (update == nullptr) return kFailed;
 
   try {
-    updater->SetValues(paths.filledText("path:BasesPath"), paths.filledText("path:TempPath"),
-                       paths.filledText("path:BackUpPath"), update.byte("Update:UseProxy"),
-                       update.text("Update:ProxyServer"),
-                       static_cast<std::uint32_t>(update.number("Update:ProxyPort")),
-                       update.byte("Update:ProxyAuth"), update.filledText("Update:ProxyUser"),
-                       update.filledText("Update:ProxyPass"), update.byte("Update:UseHttps"),
-                       update.byte("Update:TimeOut"), update.byte("Update:NoOfRetries"),
-                       update.filledText("Update:ServerList"));
+    updater->SetValues(filledText(paths, "path:BasesPath"), filledText(paths, "path:TempPath"),
+                       filledText(paths, "path:BackUpPath"), byte(update, "Update:UseProxy"),
+                       sym_get_value(update.get(), "Update:ProxyServer", nullptr),
+                       static_cast<std::uint32_t>(number(update, "Update:ProxyPort")),
+                       byte(update, "Update:ProxyAuth"), filledText(update, "Update:ProxyUser"),
+                       filledText(update, "Update:ProxyPass"), byte(update, "Update:UseHttps"),
+                       byte(update, "Update:TimeOut"), byte(update, "Update:NoOfRetries"),
+                       filledText(update, "Update:ServerList"));
   } catch (const QX_AVUpdateExceptions& error) {
     std::printf("Error: %s\n", error.detail());
   }
-  return 0;
+  return kDone;
 }
 
 int UpdateVirus(QX_AVUpdate* updater) {
-  if (updater == nullptr) return -1;
+  if (updater == nullptr) return kFailed;
   char bar[kBarBytes] = {};
-  int result = kFailed;
   try {
     updater->LockUpdate("updatenow");
-    result = updater->UpdateNow(DisplayUpdate, bar);
+    const int result = updater->UpdateNow(DisplayUpdate, bar);
     updater->UnLockUpdate();
+    std::puts(result == kDone        ? "Virus Database updated successfully"
+              : result == kCancelled ? "\n***Update cancelled before finish"
+                                     : "\n***Error updating virus");
+    return result < 0 ? kFailed : kDone;
   } catch (const QX_AVUpdateExceptions& error) {
     std::printf("\n***ERR: %s\n", error.detail());
-    return -1;
   } catch (const char* message) {
     std::printf("\n***ERR: %s\n", message);
-    return -1;
   }
-  if (result == kDone)
-    std::puts("Virus Database updated successfully");
-  else if (result == kCancelled)
-    std::puts("\n***Update cancelled before finish");
-  else
-    std::puts("\n***Error updating virus");
-  return result < 0 ? -1 : 0;
+  return kFailed;
 }

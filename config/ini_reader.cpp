@@ -3,14 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <memory>
 #include <new>
 #include <optional>
-#include <string>
+#include <sstream>
 #include <string_view>
 
 #include "system/files.h"
@@ -93,16 +92,30 @@ std::string valueOf(std::FILE* file, std::string& line, std::size_t equals) {
   return value;
 }
 
-std::string withEnvironment(std::string_view value, const SymbolTable& environment) {
+// The value of the variable whose name in upper case this is, of the last one if there are
+// several; empty without one.
+std::string_view environmentValue(std::string_view name) {
+  const auto isUpperOf = [](char upper, char c) {
+    return upper == static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  };
+  std::string_view value;
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    const std::string_view text(*variable);
+    if (text.find('=') == name.size() &&
+        std::equal(name.begin(), name.end(), text.begin(), isUpperOf))
+      value = text.substr(name.size() + 1);
+  }
+  return value;
+}
+
+std::string withEnvironment(std::string_view value) {
   std::string result;
   while (!value.empty()) {
     const std::size_t start = value.find("$(");
     const std::size_t end = start == std::string_view::npos ? start : value.find(')', start + 2);
     if (end == std::string_view::npos) break;
     result += value.substr(0, start);
-    const std::string name(value.substr(start + 2, end - start - 2));
-    const Symbol* const variable = sym_lookup_symbol(&environment, name.c_str());
-    if (variable != nullptr) result += variable->value;
+    result += environmentValue(value.substr(start + 2, end - start - 2));
     value.remove_prefix(end + 1);
   }
   result += value;
@@ -115,49 +128,26 @@ std::string withoutQuotes(std::string_view value) {
   if (value.empty() || value.front() != '"') return std::string(value);
   std::string plain;
   for (std::size_t i = 0; i < value.size(); ++i) {
-    if (value[i] == '\\' && i + 1 < value.size()) {
-      ++i;
-      plain.push_back(value[i] == 'n' ? '\n' : value[i]);
-    } else {
-      plain.push_back(value[i]);
-    }
+    const bool isEscaped = value[i] == '\\' && i + 1 < value.size();
+    if (isEscaped) ++i;
+    plain.push_back(isEscaped && value[i] == 'n' ? '\n' : value[i]);
   }
   plain.pop_back();
   return plain.empty() ? plain : plain.substr(1);
-}
-
-OwnedTable environmentTable() {
-  OwnedTable table(sym_create_table_(nullptr, 0));
-  if (table == nullptr) throw std::bad_alloc();
-  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
-    const std::string_view text(*variable);
-    const std::size_t equals = text.find('=');
-    if (equals == std::string_view::npos) continue;
-    std::string name(text.substr(0, equals));
-    for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    sym_assume_symbol_(table.get(), name.c_str(), *variable + equals + 1, nullptr, 0);
-  }
-  return table;
 }
 
 // The path of the file that the name stands for; empty when there is none.
 std::string locate(const std::string& name) {
   const char* const path = std::getenv("PATH");
   if (path != nullptr && fileExists(name)) return name;
-  std::string_view directories(path != nullptr ? path : "PATH");
-  while (!directories.empty()) {
-    const std::size_t end = directories.find(':');
-    const std::string directory(directories.substr(0, end));
+  std::istringstream directories(path != nullptr ? path : "PATH");
+  for (std::string directory; std::getline(directories, directory, ':');)
     if (!directory.empty() && fileExists(directory + "/" + name)) return directory + "/" + name;
-    directories.remove_prefix(end == std::string_view::npos ? directories.size() : end + 1);
-  }
   return std::string();
 }
 
-void storeNumber(SymbolTable* table, const char* name, long number) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%ld", number);
-  sym_assume_symbol_(table, name, text, nullptr, 0);
+void store(SymbolTable* table, const std::string& name, const std::string& value) {
+  sym_assume_symbol_(table, name.c_str(), value.c_str(), nullptr, 0);
 }
 
 void storeFileSymbols(SymbolTable* table, const char* file, const std::string& path) {
@@ -169,9 +159,9 @@ void storeFileSymbols(SymbolTable* table, const char* file, const std::string& p
     date = (local.tm_year + 1900L) * 10000 + (local.tm_mon + 1L) * 100 + local.tm_mday;
     time = local.tm_hour * 1000000L + local.tm_min * 10000L + local.tm_sec * 100L;
   }
-  sym_assume_symbol_(table, "filename", file, nullptr, 0);
-  storeNumber(table, "filedate", date);
-  storeNumber(table, "filetime", time);
+  store(table, "filename", file);
+  store(table, "filedate", std::to_string(date));
+  store(table, "filetime", std::to_string(time));
 }
 
 // The name that a section line opens, or nothing when it is no section line.
@@ -181,7 +171,7 @@ std::optional<std::string> sectionOf(std::string_view line) {
   return std::string(line.substr(1, line.find(']') - 1));
 }
 
-void readEntries(std::FILE* file, SymbolTable* table, const SymbolTable& environment) {
+void readEntries(std::FILE* file, SymbolTable* table) {
   std::optional<std::string> section;
   std::string line;
   while (readLine(file, kLineMax, line)) {
@@ -192,7 +182,7 @@ void readEntries(std::FILE* file, SymbolTable* table, const SymbolTable& environ
     if (equals == std::string::npos) {
       if (std::optional<std::string> opened = sectionOf(text)) {
         section = std::move(opened);
-        sym_assume_symbol_(table, section->c_str(), "", nullptr, 0);
+        store(table, *section, "");
       }
       continue;
     }
@@ -201,9 +191,7 @@ void readEntries(std::FILE* file, SymbolTable* table, const SymbolTable& environ
     const std::string value = valueOf(file, line, equals);
     if (!section) continue;
     const std::string name = *section + ":" + keyword;
-    if (name.size() > kLineMax) continue;
-    sym_assume_symbol_(table, name.c_str(),
-                       withoutQuotes(withEnvironment(value, environment)).c_str(), nullptr, 0);
+    if (name.size() <= kLineMax) store(table, name, withoutQuotes(withEnvironment(value)));
   }
 }
 
@@ -218,8 +206,7 @@ SymbolTable* ini_dyn_load(SymbolTable* table, const char* file) {
     storeFileSymbols(table, file, path);
     const File stream = openFile(path);
     if (stream == nullptr) return table;
-    const OwnedTable environment = environmentTable();
-    readEntries(stream.get(), table, *environment);
+    readEntries(stream.get(), table);
     sym_sort_table(table);
   } catch (const std::bad_alloc&) {
     // The table is whole after every single entry: it keeps what it has.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <memory>
 #include <new>
 #include <string_view>
 #include <vector>
@@ -17,30 +16,19 @@ std::uint8_t hashOf(std::string_view name) {
   return sum;
 }
 
-std::string_view withoutOuterSpace(std::string_view text) {
+std::string withoutOuterSpace(std::string_view text) {
   const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
   while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
   while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
-  return text;
+  return std::string(text);
 }
 
-Symbol* findSymbol(const SymbolTable& table, std::string_view name) {
-  for (Symbol* symbol = table.buckets[hashOf(name)]; symbol != nullptr; symbol = symbol->bucketNext)
-    if (symbol->name == name) return symbol;
-  return nullptr;
-}
-
-void insertAtHeads(SymbolTable& table, Symbol* symbol) {
+// Makes a symbol the first one of the list.
+void prepend(SymbolTable& table, Symbol* symbol) {
+  symbol->previous = nullptr;
   symbol->next = table.symbols;
   if (symbol->next != nullptr) symbol->next->previous = symbol;
   table.symbols = symbol;
-
-  Symbol*& bucket = table.buckets[symbol->hash];
-  symbol->bucketNext = bucket;
-  if (bucket != nullptr) bucket->bucketPrevious = symbol;
-  bucket = symbol;
-
-  ++table.size;
 }
 
 }  // namespace
@@ -59,12 +47,16 @@ SymbolTable* sym_create_table_(const char* /*file*/, int /*line*/) {
 void sym_delete_table(SymbolTable* table) { delete table; }
 
 Symbol* sym_lookup_symbol(const SymbolTable* table, const char* name) {
-  return findSymbol(*table, name);
+  const std::string_view wanted(name);
+  for (Symbol* symbol = table->buckets[hashOf(wanted)]; symbol != nullptr;
+       symbol = symbol->bucketNext)
+    if (symbol->name == wanted) return symbol;
+  return nullptr;
 }
 
 Symbol* sym_assume_symbol_(SymbolTable* table, const char* name, const char* value,
                            const char* /*file*/, int /*line*/) {
-  if (Symbol* const known = findSymbol(*table, name); known != nullptr) {
+  if (Symbol* const known = sym_lookup_symbol(table, name); known != nullptr) {
     if (known->value != value) known->value = std::string(value);
     return known;
   }
@@ -72,29 +64,26 @@ Symbol* sym_assume_symbol_(SymbolTable* table, const char* name, const char* val
   symbol->name = name;
   symbol->value = value;
   symbol->hash = hashOf(symbol->name);
-  insertAtHeads(*table, symbol.get());
+  prepend(*table, symbol.get());
+  Symbol*& bucket = table->buckets[symbol->hash];
+  symbol->bucketNext = bucket;
+  if (bucket != nullptr) bucket->bucketPrevious = symbol.get();
+  bucket = symbol.get();
+  ++table->size;
   return symbol.release();
 }
 
 const char* sym_get_value(const SymbolTable* table, const char* name, const char* defaultValue) {
-  const Symbol* const symbol = findSymbol(*table, withoutOuterSpace(name));
+  const Symbol* const symbol = sym_lookup_symbol(table, withoutOuterSpace(name).c_str());
   return symbol != nullptr ? symbol->value.c_str() : defaultValue;
 }
 
 void sym_sort_table(SymbolTable* table) {
   std::vector<Symbol*> order;
-  order.reserve(static_cast<std::size_t>(table->size));
   for (Symbol* symbol = table->symbols; symbol != nullptr; symbol = symbol->next)
     order.push_back(symbol);
   std::sort(order.begin(), order.end(),
-            [](const Symbol* a, const Symbol* b) { return a->name < b->name; });
-
+            [](const Symbol* a, const Symbol* b) { return a->name > b->name; });
   table->symbols = nullptr;
-  Symbol* previous = nullptr;
-  for (Symbol* const symbol : order) {
-    symbol->previous = previous;
-    symbol->next = nullptr;
-    (previous != nullptr ? previous->next : table->symbols) = symbol;
-    previous = symbol;
-  }
+  for (Symbol* const symbol : order) prepend(*table, symbol);
 }

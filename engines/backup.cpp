@@ -8,8 +8,6 @@
 
 #include "engines/index_set_aside.h"
 #include "system/command.h"
-#include "system/file_commands.h"
-#include "system/files.h"
 #include "system/shell_word.h"
 
 namespace fs = std::filesystem;
@@ -47,10 +45,6 @@ Backup::Backup(const Session& session, std::string place)
     : base_(session.basePath),
       place_(std::move(place)),
       waiting_(waitingName(session.format->index)) {}
-
-bool Backup::exists() const { return fileExists(place_); }
-
-int Backup::remove() const { return removeTree(place_); }
 
 int Backup::take() {
   const bool cleared = !exists();

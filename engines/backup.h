@@ -4,6 +4,8 @@
 #include <string>
 
 #include "engines/session.h"
+#include "system/file_commands.h"
+#include "system/files.h"
 
 // Owns nothing on disk: the copy outlives the object. Whether a copy worked is told by
 // its files, not by cp's status alone, which is 1 already when an owner could not be
@@ -14,10 +16,10 @@ class Backup {
   Backup(const Session& session, std::string place);
 
   const std::string& place() const { return place_; }
-  bool exists() const;
+  bool exists() const { return fileExists(place_); }
 
   // Removes what lies in the place. Returns what system() does.
-  int remove() const;
+  int remove() const { return removeTree(place_); }
 
   // Copies the database to the place, which was cleared before, and returns cp's status
   // as system() does. An index that waits in the database is left out.

@@ -32,8 +32,11 @@ bool refusesName(const Session& session, const std::string& name) {
   return true;
 }
 
-FetchEnd fetchAll(const Session& session, const std::vector<Wanted>& wanted,
+FetchEnd fetchAll(Session& session, const std::vector<Wanted>& wanted,
                   const std::function<int(const Wanted&)>& fetchOne) {
+  FetchEnd end{kDone, nullptr};
+  session.totalBytes = totalSize(wanted);
+  session.doneBytes = 0;
   for (const Wanted& file : wanted) {
     if (session.format->stopsBetweenFiles && DownCancelled) break;
     writeLog(session.log, "%sDownloading file %s", session.format->prefix, file.name.c_str());
@@ -41,7 +44,11 @@ FetchEnd fetchAll(const Session& session, const std::vector<Wanted>& wanted,
     writeLog(session.log, result == kDone        ? " done!\n"
                           : result == kCancelled ? " cancelled!\n"
                                                  : " error!\n");
-    if (result != kDone) return {result, &file};
+    if (result == kDone) continue;
+    end = {result, &file};
+    break;
   }
-  return {kDone, nullptr};
+  session.totalBytes = 0;
+  session.doneBytes = 0;
+  return end;
 }

@@ -37,6 +37,7 @@ struct FetchEnd {
   const Wanted* failed;
 };
 
-// Downloads a change set in its order, a line in the log for each file.
-[[nodiscard]] FetchEnd fetchAll(const Session& session, const std::vector<Wanted>& wanted,
+// Downloads a change set in its order, a line in the log for each file. The session's
+// counters are the set's meanwhile, and 0 afterwards.
+[[nodiscard]] FetchEnd fetchAll(Session& session, const std::vector<Wanted>& wanted,
                                 const std::function<int(const Wanted&)>& fetchOne);

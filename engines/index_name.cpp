@@ -20,10 +20,6 @@ std::vector<std::string_view> componentsOf(std::string_view name) {
   }
 }
 
-bool holds(const std::vector<std::string_view>& components, std::string_view wanted) {
-  return std::find(components.begin(), components.end(), wanted) != components.end();
-}
-
 }  // namespace
 
 std::string normalisedName(std::string_view name) {
@@ -36,8 +32,9 @@ std::string normalisedName(std::string_view name) {
 
 bool isSafeName(std::string_view name, const std::string& index) {
   if (!name.empty() && name.front() == '/') return false;
-  if (holds(componentsOf(name), "..") || std::any_of(name.begin(), name.end(), isControl))
-    return false;
+  if (std::any_of(name.begin(), name.end(), isControl)) return false;
+  for (const std::string_view component : componentsOf(name))
+    if (component == "..") return false;
   const std::string normal = normalisedName(name);
   return normal != index && normal != waitingName(index);
 }

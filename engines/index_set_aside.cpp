@@ -54,12 +54,6 @@ Unfinished putIndexBack(const std::string& installed) {
   return Unfinished::OldIndex;
 }
 
-void settleIndex(const std::string& installed, const std::string& downloaded,
-                 Unfinished predecessor, const std::function<bool(const std::string&)>& lists) {
-  const bool needed = predecessor == Unfinished::NoIndex || !lists(installed);
-  if (needed && lists(downloaded)) (void)IndexSetAside(installed).replaceBy(downloaded);
-}
-
 IndexSetAside::IndexSetAside(std::string installed)
     : installed_(std::move(installed)),
       waiting_(waitingName(installed_)),

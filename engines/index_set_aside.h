@@ -7,7 +7,6 @@
 // that its predecessor did not finish.
 #pragma once
 
-#include <functional>
 #include <string>
 
 // The name or path under which an index waits.
@@ -23,13 +22,6 @@ enum class Unfinished {
 // Puts an index that waits back into its place. It waits on, as a second link,
 // until an installation is complete: the run after a failed mend must know as well.
 Unfinished putIndexBack(const std::string& installed);
-
-// Ends an attempt that has found nothing to fetch: a database without an index that
-// tells anything gets the downloaded one, if that lists anything. An old index that
-// waits goes on waiting, since a mirror that is older than what the unfinished run
-// fetched proves nothing.
-void settleIndex(const std::string& installed, const std::string& downloaded,
-                 Unfinished predecessor, const std::function<bool(const std::string&)>& lists);
 
 // Lets the installed index wait while the object lives. When it goes without the
 // index having been replaced or put back, the index is in its place again and still

@@ -1,25 +1,16 @@
 #include "engines/server_list.h"
 
-namespace {
-
 constexpr std::string_view kHttp = "http://";
 constexpr std::string_view kHttps = "https://";
 
-}  // namespace
-
 std::string serverUrl(std::string_view entry, bool useHttps) {
   const std::string scheme(useHttps ? kHttps : kHttp);
-  const std::size_t http = entry.find(kHttp);
-  const std::size_t https = entry.find(kHttps);
-  if (http == std::string_view::npos && https == std::string_view::npos) {
-    if (entry.find("://") != std::string_view::npos) return std::string();
-    return scheme + std::string(entry);
+  for (const std::string_view given : {kHttp, kHttps}) {
+    if (entry.substr(0, given.size()) != given) continue;
+    if (entry.find(given == kHttp ? kHttps : kHttp) != std::string_view::npos) return "";
+    return scheme + std::string(entry.substr(given.size()));
   }
-  const auto elsewhere = [](std::size_t position) {
-    return position != 0 && position != std::string_view::npos;
-  };
-  if (elsewhere(http) || elsewhere(https)) return std::string();
-  return scheme + std::string(entry.substr(http == 0 ? kHttp.size() : kHttps.size()));
+  return entry.find("://") == std::string_view::npos ? scheme + std::string(entry) : "";
 }
 
 std::vector<std::string> usableServers(std::string_view list, bool useHttps, QX_AVUpdateLog* log) {

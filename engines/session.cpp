@@ -5,11 +5,7 @@
 #include "app/interrupt.h"
 #include "engines/server_list.h"
 
-namespace {
-
 constexpr const char* kProxyVariables[] = {"ftp_proxy", "https_proxy", "http_proxy"};
-
-}  // namespace
 
 bool EngineSettings::isProxyComplete() const {
   if (useProxy != 0 && (proxyServer == nullptr || proxyPort == 0)) return false;
@@ -31,8 +27,7 @@ ExportedProxy::~ExportedProxy() {
 int Session::open(const EngineSettings& settings, const std::string& proxyAddress) {
   *this = Session(*format);
   log = settings.log;
-  usesProxy = settings.useProxy != 0;
-  if (usesProxy) proxy = std::make_unique<ExportedProxy>(proxyAddress);
+  if (settings.useProxy != 0) proxy = std::make_unique<ExportedProxy>(proxyAddress);
   servers = usableServers(settings.serverList, settings.useHttps != 0, log);
   if (servers.empty()) return kNoServers;
   if (settings.backupPath != nullptr) backupPath = settings.backupPath;
@@ -52,24 +47,18 @@ int Session::watch(UpdateProgressCallback watcher, void* data) {
   return kDone;
 }
 
-int Session::send(ProgressEvent event, const char* text, bool withBytes) const {
-  if (callback == nullptr) return 0;
-  return callback(event, text, withBytes ? totalBytes : 0, withBytes ? doneBytes : 0, callbackData);
-}
-
-bool Session::tell(ProgressEvent event, const char* text) const {
-  return send(event, text, false) != ProgressCancel;
+bool Session::tell(ProgressEvent event, const char* text, bool withBytes) const {
+  return callback == nullptr || callback(event, text, withBytes ? totalBytes : 0,
+                                         withBytes ? doneBytes : 0, callbackData) != ProgressCancel;
 }
 
 void Session::reportError(const std::string& text) const {
-  send(ProgressError, text.c_str(), false);
+  (void)tell(ProgressError, text.c_str());
 }
 
 int Session::fetch(const char* file, std::int32_t size, bool notify,
                    const std::function<int()>& transfer) {
-  const auto goesOn = [&](ProgressEvent event) {
-    return !notify || send(event, file, true) != ProgressCancel;
-  };
+  const auto goesOn = [&](ProgressEvent event) { return !notify || tell(event, file, true); };
   if (!goesOn(ProgressFileStarted)) return kCancelled;
   const int result = transfer();
   if (DownCancelled) return kCancelled;

@@ -69,13 +69,15 @@ class Session {
   // the proxy exported, but the session is not open. Throws std::bad_alloc.
   [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
   bool isOpen() const { return !basePath.empty(); }
+  bool usesProxy() const { return proxy != nullptr; }
 
   // Returns kDone, or kFailed after a line in the log for a null callback, which changes
   // nothing.
   int watch(UpdateProgressCallback watcher, void* data);
 
-  // Sends an event. False: the watcher asks to stop.
-  [[nodiscard]] bool tell(ProgressEvent event, const char* text) const;
+  // Sends an event; those of a file come with the counted bytes. False: the watcher asks
+  // to stop.
+  [[nodiscard]] bool tell(ProgressEvent event, const char* text, bool withBytes = false) const;
   void reportError(const std::string& text) const;  // whatever is answered
 
   // One file's transfer with its events, which `notify` calls for: before it, and twice
@@ -95,13 +97,10 @@ class Session {
   std::string tempPath;
   std::string downloadPath;  // where files are fetched: at first tempPath
   std::optional<std::string> backupPath;
-  bool usesProxy = false;
-  std::int32_t totalBytes = 0;  // of the change set, as listed
+  std::int32_t totalBytes = 0;  // of the change set being fetched, as listed
   std::int32_t doneBytes = 0;
 
  private:
-  int send(ProgressEvent event, const char* text, bool withBytes) const;
-
   std::unique_ptr<ExportedProxy> proxy;
   UpdateProgressCallback callback = nullptr;
   void* callbackData = nullptr;

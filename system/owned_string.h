@@ -19,6 +19,3 @@ inline OwnedString copyString(const char* text) {
   if (copy == nullptr && text != nullptr) throw std::bad_alloc();
   return copy;
 }
-
-// The text; empty for null.
-inline const char* textOf(const OwnedString& text) { return text != nullptr ? text.get() : ""; }

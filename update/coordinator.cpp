@@ -1,8 +1,6 @@
 #include "update/coordinator.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <iterator>
 #include <new>
 #include <utility>
 
@@ -75,7 +73,6 @@ QX_AVUpdate::QX_AVUpdate(const char* basePath, const char* tempPath, const char*
 }
 
 QX_AVUpdate::~QX_AVUpdate() {
-  settings = UpdateSettings();
   if (locked) UnLockUpdate();
 }
 
@@ -128,14 +125,13 @@ int QX_AVUpdate::UpdateNow(UpdateProgressCallback callback, void* user) {
   }
 
   DownCancelled = false;
-  const Engine* const engine =
-      std::find_if(std::begin(kEngines), std::end(kEngines),
-                   [this](const Engine& row) { return row.type == systemType; });
-  if (engine == std::end(kEngines)) return kFailed;
-  try {
-    return engine->run(values, callback, user);
-  } catch (const std::bad_alloc&) {
-    writeLog(log.get(), "%s", engine->outOfMemory);
-    return kFailed;
+  for (const Engine& engine : kEngines) {
+    if (engine.type != systemType) continue;
+    try {
+      return engine.run(values, callback, user);
+    } catch (const std::bad_alloc&) {
+      writeLog(log.get(), "%s", engine.outOfMemory);
+    }
   }
+  return kFailed;
 }

@@ -17,14 +17,9 @@ constexpr const char* kMessages[] = {
     "Invalid update server",
 };
 
-constexpr bool isKnown(int code) {
-  return code >= 0 && code < static_cast<int>(std::size(kMessages));
-}
-
 }  // namespace
 
-QX_AVUpdateExceptions::QX_AVUpdateExceptions(int code) : code_(isKnown(code) ? code : 0) {}
+QX_AVUpdateExceptions::QX_AVUpdateExceptions(int code)
+    : code_(code >= 0 && code < static_cast<int>(std::size(kMessages)) ? code : 0) {}
 
-const char* QX_AVUpdateExceptions::detail() const {
-  return isKnown(code_) ? kMessages[code_] : nullptr;
-}
+const char* QX_AVUpdateExceptions::detail() const { return kMessages[code_]; }

@@ -42,23 +42,6 @@ class LockGuard {
   int directory_;
 };
 
-struct LockOwner {
-  const char* name;
-  int pid;  // below 1 when the file names no process
-};
-
-// Splits a lock file's line "OWNER:PID" at its last colon, in place; a line
-// without one is both.
-LockOwner parseOwner(char* line) {
-  char* const colon = std::strrchr(line, ':');
-  const char* const number = colon != nullptr ? colon + 1 : line;
-  const char* const end = number + std::strlen(number);
-  int pid = 0;
-  const bool isNumber = std::from_chars(number, end, pid).ptr == end;
-  if (colon != nullptr) *colon = '\0';
-  return {line, isNumber ? pid : 0};
-}
-
 bool writeLockFile(const char* owner) {
   File file = openFile(kLockFile, "w");
   if (file == nullptr) return false;
@@ -100,12 +83,18 @@ bool QX_AVUpdate::isRunning() {
   if (file == nullptr) return true;
   char line[63] = "";
   if (std::fgets(line, sizeof line, file.get()) == nullptr) line[0] = '\0';
-  line[std::strcspn(line, "\n")] = '\0';
 
-  const LockOwner owner = parseOwner(line);
+  // "OWNER:PID", split at the last colon; a line without one is both.
+  const std::string text(line, std::strcspn(line, "\n"));
+  const std::size_t colon = text.rfind(':');
+  const std::string owner = text.substr(0, colon);
+  const char* const number = text.c_str() + (colon + 1);
+  const char* const end = text.c_str() + text.size();
+  int pid = 0;
+  const bool isNumber = std::from_chars(number, end, pid).ptr == end;
   // Numbers below 1 would ask kill() about whole groups of processes.
-  if (owner.pid >= 1 && kill(owner.pid, 0) == 0) {
-    if (log != nullptr) log->Log("Update is already in progress by %s\n", owner.name);
+  if (isNumber && pid >= 1 && kill(pid, 0) == 0) {
+    if (log != nullptr) log->Log("Update is already in progress by %s\n", owner.c_str());
     return true;
   }
   unlink(kLockFile);

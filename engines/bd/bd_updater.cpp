@@ -94,12 +94,8 @@ void QX_BDUpdater::DeallocMemory() {
 
 int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned int size,
                                bool notify) {
-  return fetch(server, file, static_cast<std::int32_t>(size), notify, false);
-}
-
-int QX_BDUpdater::fetch(const char* server, const char* file, std::int32_t size, bool notify,
-                        bool mustBeWhole) {
-  return session.fetch(file, size, notify, [&] { return transfer(server, file, mustBeWhole); });
+  return session.fetch(file, static_cast<std::int32_t>(size), notify,
+                       [&] { return transfer(server, file, false); });
 }
 
 // A cut base is found out by its digest. A cut index would be installed, and what it
@@ -119,7 +115,7 @@ int QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhol
 }
 
 int QX_BDUpdater::DownloadError(const char* file) {
-  const DownloadFailure failure = downloadFailure(wgetErrorFile, session.usesProxy);
+  const DownloadFailure failure = downloadFailure(wgetErrorFile, session.usesProxy());
   if (failure.message == nullptr) {
     session.reportError("Error downloading");
     writeLog(session.log, "LOG: Error downloading %s\n", file);
@@ -139,15 +135,10 @@ int QX_BDUpdater::GetDownloadList(const char* path, std::vector<__QX_AvEntry>& l
 
 int QX_BDUpdater::AddToDownload(const char* newIndex, const char* oldIndex,
                                 std::vector<__QX_AvEntry>& downloadList,
-                                std::int32_t* totalSize) const {
-  std::vector<__QX_AvEntry> wanted;
-  const int result = findWanted(session, newIndex, oldIndex, false, wanted);
-  std::int32_t sum = 0;
-  for (__QX_AvEntry& entry : wanted) {
-    entry.fileName += kBdSuffix;
-    sum = addBytes(sum, entry.size);
-    downloadList.push_back(entry);
-  }
-  if (result == kDone) *totalSize = sum;
+                                std::int32_t* total) const {
+  std::vector<Wanted> wanted;
+  const int result = findWantedByVersions(session, newIndex, oldIndex, false, wanted);
+  for (const Wanted& file : wanted) downloadList.push_back({file.name, file.proof, file.size});
+  if (result == kDone) *total = totalSize(wanted);
   return result;
 }

@@ -116,20 +116,19 @@ class QX_BDUpdater {
   static int GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list);
 
   // Works out what to download and appends it to the change set, with ".gzip"
-  // names; the sum of the listed sizes goes to `totalSize`. With an installed
+  // names; the sum of the listed sizes goes to `total`. With an installed
   // index a file is wanted when it is missing, listed with another digest, or
   // other than its digest says; what the installed index does not know is left
   // alone. Without one (null) a file is wanted when it is missing or other than
   // its digest says.
   //
   // Returns 0; 2 when DownCancelled was seen; -1 when an index cannot be read or
-  // the downloaded one lists a name that leads out of the database. `totalSize`
-  // is written only with 0.
+  // the downloaded one lists a name that leads out of the database. `total` is
+  // written only with 0.
   int AddToDownload(const char* newIndex, const char* oldIndex,
-                    std::vector<__QX_AvEntry>& downloadList, std::int32_t* totalSize) const;
+                    std::vector<__QX_AvEntry>& downloadList, std::int32_t* total) const;
 
  private:
-  int fetch(const char* server, const char* file, std::int32_t size, bool notify, bool mustBeWhole);
   int transfer(const char* server, const char* file, bool mustBeWhole);
   int tryServers();
 

@@ -1,7 +1,5 @@
 #include "engines/bd/changes.h"
 
-#include <algorithm>
-
 #include "app/interrupt.h"
 #include "engines/bd/utils.h"
 #include "engines/bd/versions_index.h"
@@ -46,14 +44,12 @@ bool isWantedByIndex(const Session& session, const __QX_AvEntry& entry,
 
 }  // namespace
 
-int findWanted(const Session& session, const char* downloaded, const char* installed,
-               bool alsoDoubtful, std::vector<__QX_AvEntry>& wanted) {
+int findWantedByVersions(const Session& session, const char* downloaded, const char* installed,
+                         bool alsoDoubtful, std::vector<Wanted>& wanted) {
   const auto listed = readVersions(downloaded);
   if (!listed) return cannotRead(session, downloaded);
-  if (std::any_of(listed->begin(), listed->end(), [&session](const __QX_AvEntry& entry) {
-        return refusesName(session, entry.fileName);
-      }))
-    return kFailed;
+  for (const __QX_AvEntry& entry : *listed)
+    if (refusesName(session, entry.fileName)) return kFailed;
   const auto entries = installed != nullptr ? readVersions(installed) : std::vector<__QX_AvEntry>();
   if (!entries) return cannotRead(session, installed);
   std::vector<Installed> old;
@@ -67,7 +63,7 @@ int findWanted(const Session& session, const char* downloaded, const char* insta
       isWanted = isWantedByIndex(session, entry, old, alsoDoubtful);
     else if (present)
       isWanted = !hasDigest(session, entry).value_or(true);
-    if (isWanted) wanted.push_back(entry);
+    if (isWanted) wanted.push_back({entry.fileName + kBdSuffix, entry.md5, entry.size});
     if (present && DownCancelled) break;
   }
   return DownCancelled ? kCancelled : kDone;

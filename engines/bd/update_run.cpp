@@ -2,8 +2,8 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <ctime>
+#include <set>
 
 #include "app/interrupt.h"
 #include "engines/bd/bd_updater.h"
@@ -20,11 +20,6 @@ namespace {
 
 constexpr int kNoDirectories = -4;
 
-// What gunzip makes of a path.
-std::string decompressedName(const std::string& compressed) {
-  return compressed.substr(0, compressed.rfind(kBdSuffix));
-}
-
 // An index that lists nothing was left by a full disk or a kill. It counts as none:
 // compared with it, no file that is there would ever be fetched again.
 bool listsAnything(const std::string& index) {
@@ -37,18 +32,15 @@ bool listsAnything(const std::string& index) {
 void removeStaged(const Attempt& attempt) {
   const auto listed = readVersions(attempt.downloadedIndex);
   const auto installed = readVersions(attempt.installedIndex);
-  const auto lists = [](const std::optional<std::vector<__QX_AvEntry>>& index,
-                        const std::string& name) {
-    return index && std::any_of(index->begin(), index->end(), [&name](const __QX_AvEntry& entry) {
-             return entry.fileName == name;
-           });
-  };
   if (!listed) return;
+  std::set<std::string> names;
+  for (const __QX_AvEntry& entry : *listed) names.insert(entry.fileName);
+  if (installed)
+    for (const __QX_AvEntry& entry : *installed) names.insert(entry.fileName);
   for (const __QX_AvEntry& entry : *listed) {
     const std::string staged = entry.fileName + kBdSuffix;
-    if (fileExists(attempt.session.installed(staged)) && !lists(listed, staged) &&
-        !lists(installed, staged))
-      unlink(attempt.session.installed(staged).c_str());
+    const std::string path = attempt.session.installed(staged);
+    if (fileExists(path) && names.count(staged) == 0) unlink(path.c_str());
   }
 }
 
@@ -84,9 +76,7 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
   const std::time_t now = std::time(nullptr);
   writeLog(session.log, "LOG: Update started from server %s\n", std::ctime(&now));
   Attempt attempt(session, server);
-  int result = attempt.begin();
-  if (result == kDone)
-    result = attempt.fetchIndex([&] { return fetch(server, kBdFormat.index, 0, false, true); });
+  int result = attempt.begin([&] { return transfer(server, kBdFormat.index, true); });
   if (result == kDone) result = findChanges(attempt);
   if (result != kDone) return result;
   if (attempt.wanted.empty()) return attempt.endUpToDate(listsAnything);
@@ -95,8 +85,6 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
   if (attempt.beginInstallation(downloadsAreThere) && backUp()) install(attempt);
 
   RemoveDirs();
-  session.totalBytes = 0;
-  session.doneBytes = 0;
   return attempt.cancelled ? kCancelled : kDone;
 }
 
@@ -107,24 +95,19 @@ int QX_BDUpdater::findChanges(Attempt& attempt) {
                         (!isReadable(installed) || listsAnything(installed));
   const bool alsoDoubtful = attempt.predecessor != Unfinished::Nothing;
 
-  session.totalBytes = 0;
-  session.doneBytes = 0;
-  std::vector<__QX_AvEntry> entries;
-  const int result = findWanted(session, attempt.downloadedIndex.c_str(),
-                                hasIndex ? installed.c_str() : nullptr, alsoDoubtful, entries);
-  if (result != kDone) return result;
-  if (alsoDoubtful) removeStaged(attempt);
-  for (const __QX_AvEntry& entry : entries)
-    attempt.wanted.push_back({entry.fileName + kBdSuffix, entry.md5, entry.size});
-  session.totalBytes = totalSize(attempt.wanted);
-  return kDone;
+  const int result =
+      findWantedByVersions(session, attempt.downloadedIndex.c_str(),
+                           hasIndex ? installed.c_str() : nullptr, alsoDoubtful, attempt.wanted);
+  if (result == kDone && alsoDoubtful) removeStaged(attempt);
+  return result;
 }
 
 // Whether all of them are there.
 bool QX_BDUpdater::downloadFiles(Attempt& attempt) {
   const std::string directory = attempt.server + std::string("/avx");
   const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) {
-    return fetch(directory.c_str(), file.name.c_str(), file.size, true, false);
+    return DownloadFile(directory.c_str(), file.name.c_str(), static_cast<unsigned int>(file.size),
+                        true);
   });
   if (end.result < 0) session.reportError("Error downloading " + end.failed->name);
   attempt.cancelled = end.result == kCancelled;
@@ -161,7 +144,7 @@ void QX_BDUpdater::install(const Attempt& attempt) {
 std::optional<std::string> QX_BDUpdater::installFile(const Wanted& file,
                                                      bool& hasAddedFiles) const {
   const std::string staged = session.installed(file.name);
-  const std::string installed = decompressedName(staged);
+  const std::string installed = staged.substr(0, staged.rfind(kBdSuffix));
   const bool stagedIsNew = !fileExists(staged);
   const bool isNew = !fileExists(installed);
   const int copied = copyFile(session.downloaded(file.name), staged);

@@ -7,7 +7,6 @@
 #include <system_error>
 
 #include "engines/bd/bd_updater.h"
-#include "engines/bd/utils.h"
 #include "engines/text_lines.h"
 
 namespace {
@@ -18,36 +17,28 @@ constexpr char kSaved[] = " saved [";
 
 char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-// The cause that a line of wget's log names; DownloadErrGeneric for none.
-int causeIn(std::string line, bool usesProxy) {
+// Why a download failed, as a line of wget's log tells; DownloadErrGeneric when it does not.
+DownloadFailure failureIn(std::string line, bool usesProxy) {
   std::transform(line.begin(), line.end(), line.begin(), lowerAscii);
   const auto contains = [&line](const char* text) { return line.find(text) != std::string::npos; };
-  if (contains("connection refused"))
-    return usesProxy ? QX_BDUpdater::DownloadErrProxy : QX_BDUpdater::DownloadErrConnection;
-  if (contains("timed out")) return QX_BDUpdater::DownloadErrConnection;
-  if (contains("not found")) return QX_BDUpdater::DownloadErrServer;
-  return QX_BDUpdater::DownloadErrGeneric;
-}
-
-const char* messageFor(int cause) {
-  switch (cause) {
-    case QX_BDUpdater::DownloadErrProxy: return "Proxy Error";
-    case QX_BDUpdater::DownloadErrConnection: return "Internet Connection Error";
-    case QX_BDUpdater::DownloadErrServer: return "Download server error";
-    default: return "Download error. Varify connection settings";
-  }
+  const bool isRefused = contains("connection refused");
+  if (isRefused && usesProxy) return {QX_BDUpdater::DownloadErrProxy, "Proxy Error"};
+  if (isRefused || contains("timed out"))
+    return {QX_BDUpdater::DownloadErrConnection, "Internet Connection Error"};
+  if (contains("not found")) return {QX_BDUpdater::DownloadErrServer, "Download server error"};
+  return {QX_BDUpdater::DownloadErrGeneric, "Download error. Varify connection settings"};
 }
 
 }  // namespace
 
 DownloadFailure downloadFailure(const std::string& wgetLog, bool usesProxy) {
-  int cause = QX_BDUpdater::DownloadErrGeneric;
   LineReader reader(wgetLog, kErrorLineLimit);
-  if (!reader.isOpen()) return {cause, nullptr};
+  if (!reader.isOpen()) return {QX_BDUpdater::DownloadErrGeneric, nullptr};
+  DownloadFailure failure = failureIn("", usesProxy);
   std::string line;
-  while (cause == QX_BDUpdater::DownloadErrGeneric && reader.next(line))
-    cause = causeIn(QX_UTILS::strtrim(QX_UTILS::strchop(line)), usesProxy);
-  return {cause, messageFor(cause)};
+  while (failure.cause == QX_BDUpdater::DownloadErrGeneric && reader.next(line))
+    failure = failureIn(line, usesProxy);
+  return failure;
 }
 
 // The last line "... saved [142/142]" counts: there may have been several tries.

@@ -1,43 +1,38 @@
 #include "engines/kav/changes.h"
 
-#include <optional>
 #include <string_view>
 
 #include "app/interrupt.h"
 #include "engines/index_name.h"
 #include "engines/kav/klb_index.h"
-#include "system/files.h"
 
 namespace {
 
-// The fields of an installed entry that comparisons need, read once; views into the
-// entry.
+// An entry that has a file name, its fields read once; views into its text.
 struct Fields {
+  const std::string* text;
   IndexName name;
   std::optional<std::string_view> signature;
+  std::int32_t size;
 };
 
-// The fields of every entry that has a file name.
 std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   std::vector<Fields> named;
-  named.reserve(entries.size());
   for (const std::string& entry : entries)
     if (const auto name = entryName(entry))
-      named.push_back({IndexName(*name), entrySignature(entry)});
+      named.push_back({&entry, IndexName(*name), entrySignature(entry), entrySize(entry)});
   return named;
 }
 
 // What the installed index says of a file's signature.
 enum class Listed { Nowhere, Same, Different, Unsigned, Cancelled };
 
-Listed compareListed(const std::vector<Fields>& installed, std::string_view file,
-                     std::string_view signature) {
-  const IndexName name(file);
+Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
   Listed result = Listed::Nowhere;
   for (const Fields& entry : installed) {
-    if (entry.name == name) {
+    if (entry.name == file.name) {
       if (!entry.signature) return Listed::Unsigned;
-      if (*entry.signature != signature) return Listed::Different;
+      if (*entry.signature != *file.signature) return Listed::Different;
       result = Listed::Same;
     }
     if (DownCancelled) return Listed::Cancelled;
@@ -47,41 +42,37 @@ Listed compareListed(const std::vector<Fields>& installed, std::string_view file
 
 }  // namespace
 
-int findWanted(const Session& session, const char* downloaded, const char* installed,
-               bool alsoDoubtful, std::vector<Wanted>& wanted) {
+int findWantedByKlb(const Session& session, const char* downloaded, const char* installed,
+                    bool alsoDoubtful, std::vector<Wanted>& wanted) {
   const auto newEntries = readKlb(downloaded);
   if (!newEntries) return cannotRead(session, downloaded);
-  for (const std::string& entry : *newEntries)
-    if (const auto name = entryName(entry); name && refusesName(session, std::string(*name)))
-      return kFailed;
+  const std::vector<Fields> listed = namedEntries(*newEntries);
+  for (const Fields& entry : listed)
+    if (refusesName(session, std::string(entry.name.text()))) return kFailed;
   const auto oldEntries = installed != nullptr ? readKlb(installed) : std::vector<std::string>();
   if (!oldEntries) return cannotRead(session, installed);
-  const std::vector<Fields> old = namedEntries(*oldEntries);
+  const std::vector<Fields> installedEntries = namedEntries(*oldEntries);
 
-  for (const std::string& entry : *newEntries) {
-    const std::optional<std::string_view> name = entryName(entry);
-    if (!name) continue;
-    const std::optional<std::string_view> signature = entrySignature(entry);
-    const std::int32_t size = entrySize(entry);
-    if (!signature || size < 0) {
-      writeLog(session.log, "KLOG: Invalid signature or size (%s)\n", entry.c_str());
+  for (const Fields& entry : listed) {
+    if (!entry.signature || entry.size < 0) {
+      writeLog(session.log, "KLOG: Invalid signature or size (%s)\n", entry.text->c_str());
       return kFailed;
     }
-    const Wanted file{std::string(*name), std::string(*signature), size};
+    const Wanted file{std::string(entry.name.text()), std::string(*entry.signature), entry.size};
     const std::string local = session.installed(file.name);
     if (!fileExists(local)) {
       wanted.push_back(file);
       continue;
     }
 
-    const Listed listed = compareListed(old, *name, *signature);
-    if (listed == Listed::Unsigned) return kFailed;
-    if (listed == Listed::Cancelled) return kCancelled;
-    bool isWanted = listed == Listed::Different;
+    const Listed old = compareListed(installedEntries, entry);
+    if (old == Listed::Unsigned) return kFailed;
+    if (old == Listed::Cancelled) return kCancelled;
+    bool isWanted = old == Listed::Different;
     if (installed == nullptr)
-      isWanted = !hasSignature(local, file.proof);
+      isWanted = signatureLine(local) != file.proof;
     else if (alsoDoubtful)
-      isWanted = listed != Listed::Same || !hasSignature(local, file.proof);
+      isWanted = old != Listed::Same || signatureLine(local) != file.proof;
     if (isWanted) wanted.push_back(file);
     if (DownCancelled && (installed != nullptr || !isWanted)) return kCancelled;
   }
@@ -108,8 +99,4 @@ int findDropped(const Session& session, const std::string& downloaded, const std
       dropped.emplace_back(old.name.text());
   }
   return kDone;
-}
-
-bool hasSignature(const std::string& path, const std::string& signature) {
-  return signatureLine(path) == signature;
 }

@@ -10,12 +10,10 @@
 // `alsoDoubtful` a file that is there is also wanted when the installed index does not
 // list it, or when it has not the signature that both indexes list: a run that did not
 // finish may have left it in part. kDone, kFailed or kCancelled.
-[[nodiscard]] int findWanted(const Session& session, const char* downloaded, const char* installed,
-                             bool alsoDoubtful, std::vector<Wanted>& wanted);
+[[nodiscard]] int findWantedByKlb(const Session& session, const char* downloaded,
+                                  const char* installed, bool alsoDoubtful,
+                                  std::vector<Wanted>& wanted);
 
 // Appends the files to remove, as QX_KAVUpdater::addToDelete() tells.
 [[nodiscard]] int findDropped(const Session& session, const std::string& downloaded,
                               const std::string& installed, std::vector<std::string>& dropped);
-
-// Whether the file ends with this signature line.
-[[nodiscard]] bool hasSignature(const std::string& path, const std::string& signature);

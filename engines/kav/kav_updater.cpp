@@ -136,7 +136,7 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
                                  std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
                                  std::vector<std::string>& signatures, std::int32_t* total) const {
   std::vector<Wanted> wanted;
-  const int result = findWanted(session, downloaded, installed, false, wanted);
+  const int result = findWantedByKlb(session, downloaded, installed, false, wanted);
   for (const Wanted& file : wanted) {
     sizes.push_back(file.size);
     names.push_back(file.name);

@@ -123,14 +123,12 @@ class QX_KAVUpdater {
 
  private:
   int transfer(const char* file, const char* server) const;
-  int tryServers();
 
   // The steps of an attempt.
   int findChanges(Attempt& attempt, std::vector<std::string>& dropped);
   bool downloadFiles(Attempt& attempt);
   void backUp() const;
   void install(const Attempt& attempt) const;
-  void removeDownloads(const Attempt& attempt) const;
 
   Session session{kKavFormat};
   std::string wgetCommand;  // ends in a blank

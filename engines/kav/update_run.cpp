@@ -25,12 +25,11 @@ bool listsAnything(const std::string& index) {
 int QX_KAVUpdater::update() {
   if (!arePlacesApart(session)) return kFailed;
   mkdir(session.tempPath.c_str(), 0755);
-  return tryServers();
+  return updateIT();
 }
 
-int QX_KAVUpdater::updateIT() { return arePlacesApart(session) ? tryServers() : kFailed; }
-
-int QX_KAVUpdater::tryServers() {
+int QX_KAVUpdater::updateIT() {
+  if (!arePlacesApart(session)) return kFailed;
   if (!session.tell(ProgressUpdateStarted, nullptr)) return kCancelled;
   int done = 0;
   for (const std::string& server : session.servers)
@@ -44,9 +43,7 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
   writeLog(session.log, "KLOG: Update started from server\n");
   Attempt attempt(session, server);
   std::vector<std::string> dropped;
-  int result = attempt.begin();
-  if (result == kDone)
-    result = attempt.fetchIndex([&] { return DownloadFile(kKavFormat.index, server, 0, 0); });
+  int result = attempt.begin([&] { return transfer(kKavFormat.index, server); });
   if (result == kDone) result = findChanges(attempt, dropped);
   if (result != kDone) return result;
   if (attempt.wanted.empty()) return attempt.endUpToDate(listsAnything);
@@ -57,10 +54,10 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
     backUp();
     install(attempt);
   }
-  removeDownloads(attempt);
+  // Also those of a set that was not completed.
+  for (const Wanted& file : attempt.wanted) unlink(session.downloaded(file.name).c_str());
+  unlink(attempt.downloadedIndex.c_str());
 
-  session.totalBytes = 0;
-  session.doneBytes = 0;
   writeLog(session.log, "KLOG: Update done from server\n");
   if (!attempt.cancelled && session.tell(ProgressInstallDone, server) &&
       !session.tell(ProgressDownloadDone, server))
@@ -80,24 +77,20 @@ int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropp
       comparison == IndexChanged ? attempt.installedIndex.c_str() : nullptr;
   const bool alsoDoubtful = attempt.predecessor != Unfinished::Nothing;
 
-  session.totalBytes = 0;
-  session.doneBytes = 0;
-  int result = findWanted(session, downloaded, installed, alsoDoubtful, attempt.wanted);
+  int result = findWantedByKlb(session, downloaded, installed, alsoDoubtful, attempt.wanted);
   if (result == kDone && !DownCancelled && installed != nullptr && !attempt.wanted.empty()) {
     result = findDropped(session, downloaded, installed, dropped);
     if (result < 0) writeLog(session.log, "KLOG: Error getting delete list\n");
   }
-  if (result != kDone) return result;
-  session.totalBytes = totalSize(attempt.wanted);
-  return DownCancelled ? kCancelled : kDone;
+  return result == kDone && DownCancelled ? kCancelled : result;
 }
 
 // Whether all of them are there.
 bool QX_KAVUpdater::downloadFiles(Attempt& attempt) {
   const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) -> int {
     const int result = DownloadFile(file.name.c_str(), attempt.server, file.size, 1);
-    if (result != kDone || hasSignature(session.downloaded(file.name), file.proof)) return result;
-    return kMismatch;
+    if (result != kDone) return result;
+    return signatureLine(session.downloaded(file.name)) == file.proof ? kDone : kMismatch;
   });
   if (end.result == kMismatch)
     writeLog(session.log, "KLOG: Signature mismatch in downloaded file(%s)\n",
@@ -130,10 +123,4 @@ void QX_KAVUpdater::install(const Attempt& attempt) const {
   }
   writeLog(session.log, "KLOG: Updating AV Index ");
   logOutcome(index.replaceBy(attempt.downloadedIndex));
-}
-
-// Also those of a set that was not completed.
-void QX_KAVUpdater::removeDownloads(const Attempt& attempt) const {
-  for (const Wanted& file : attempt.wanted) unlink(session.downloaded(file.name).c_str());
-  unlink(attempt.downloadedIndex.c_str());
 }
