@@ -43,27 +43,43 @@ class Configuration {
 
 }  // namespace
 
-int getValues(const char* updateConfig, const char* mainConfig, QX_AVUpdate* updater) {
-  if (updateConfig == nullptr || mainConfig == nullptr || updater == nullptr) return -1;
-
+int withConfiguration(const char* updateConfig, const char* mainConfig,
+                      const std::function<void(const EngineSettings&)>& use) {
+  if (updateConfig == nullptr || mainConfig == nullptr) return kFailed;
   const Configuration paths(mainConfig);
-  if (!paths.isLoaded()) return -1;
+  if (!paths.isLoaded()) return kFailed;
   const Configuration update(updateConfig);
-  if (!update.isLoaded()) return -1;
+  if (!update.isLoaded()) return kFailed;
 
-  try {
-    updater->SetValues(paths.filledText("path:BasesPath"), paths.filledText("path:TempPath"),
-                       paths.filledText("path:BackUpPath"), update.byte("Update:UseProxy"),
-                       update.text("Update:ProxyServer"),
-                       static_cast<std::uint32_t>(update.number("Update:ProxyPort")),
-                       update.byte("Update:ProxyAuth"), update.filledText("Update:ProxyUser"),
-                       update.filledText("Update:ProxyPass"), update.byte("Update:UseHttps"),
-                       update.byte("Update:TimeOut"), update.byte("Update:NoOfRetries"),
-                       update.filledText("Update:ServerList"));
-  } catch (const QX_AVUpdateExceptions& error) {
-    std::printf("Error: %s\n", error.detail());
-  }
-  return 0;
+  EngineSettings settings{};
+  settings.basePath = paths.filledText("path:BasesPath");
+  settings.tempPath = paths.filledText("path:TempPath");
+  settings.backupPath = paths.filledText("path:BackUpPath");
+  settings.useProxy = update.byte("Update:UseProxy");
+  settings.proxyServer = update.text("Update:ProxyServer");
+  settings.proxyPort = static_cast<std::uint32_t>(update.number("Update:ProxyPort"));
+  settings.proxyAuth = update.byte("Update:ProxyAuth");
+  settings.proxyUser = update.filledText("Update:ProxyUser");
+  settings.proxyPassword = update.filledText("Update:ProxyPass");
+  settings.useHttps = update.byte("Update:UseHttps");
+  settings.timeout = update.byte("Update:TimeOut");
+  settings.retries = update.byte("Update:NoOfRetries");
+  settings.serverList = update.filledText("Update:ServerList");
+  use(settings);
+  return kDone;
+}
+
+int getValues(const char* updateConfig, const char* mainConfig, QX_AVUpdate* updater) {
+  if (updater == nullptr) return kFailed;
+  return withConfiguration(updateConfig, mainConfig, [updater](const EngineSettings& s) {
+    try {
+      updater->SetValues(s.basePath, s.tempPath, s.backupPath, s.useProxy, s.proxyServer,
+                         s.proxyPort, s.proxyAuth, s.proxyUser, s.proxyPassword, s.useHttps,
+                         s.timeout, s.retries, s.serverList);
+    } catch (const QX_AVUpdateExceptions& error) {
+      std::printf("Error: %s\n", error.detail());
+    }
+  });
 }
 
 int UpdateVirus(QX_AVUpdate* updater) {
