@@ -36,27 +36,43 @@ std::uint8_t byte(const OwnedTable& table, const char* name) {
 
 }  // namespace
 
-int getValues(const char* updateConfig, const char* mainConfig, QX_AVUpdate* updater) {
-  if (updateConfig == nullptr || mainConfig == nullptr || updater == nullptr) return kFailed;
-
+int withConfiguration(const char* updateConfig, const char* mainConfig,
+                      const std::function<void(const EngineSettings&)>& use) {
+  if (updateConfig == nullptr || mainConfig == nullptr) return kFailed;
   const OwnedTable paths = load(mainConfig);
   if (paths == nullptr) return kFailed;
   const OwnedTable update = load(updateConfig);
   if (update == nullptr) return kFailed;
 
-  try {
-    updater->SetValues(filledText(paths, "path:BasesPath"), filledText(paths, "path:TempPath"),
-                       filledText(paths, "path:BackUpPath"), byte(update, "Update:UseProxy"),
-                       sym_get_value(update.get(), "Update:ProxyServer", nullptr),
-                       static_cast<std::uint32_t>(number(update, "Update:ProxyPort")),
-                       byte(update, "Update:ProxyAuth"), filledText(update, "Update:ProxyUser"),
-                       filledText(update, "Update:ProxyPass"), byte(update, "Update:UseHttps"),
-                       byte(update, "Update:TimeOut"), byte(update, "Update:NoOfRetries"),
-                       filledText(update, "Update:ServerList"));
-  } catch (const QX_AVUpdateExceptions& error) {
-    std::printf("Error: %s\n", error.detail());
-  }
+  EngineSettings settings{};
+  settings.basePath = filledText(paths, "path:BasesPath");
+  settings.tempPath = filledText(paths, "path:TempPath");
+  settings.backupPath = filledText(paths, "path:BackUpPath");
+  settings.useProxy = byte(update, "Update:UseProxy");
+  settings.proxyServer = sym_get_value(update.get(), "Update:ProxyServer", nullptr);
+  settings.proxyPort = static_cast<std::uint32_t>(number(update, "Update:ProxyPort"));
+  settings.proxyAuth = byte(update, "Update:ProxyAuth");
+  settings.proxyUser = filledText(update, "Update:ProxyUser");
+  settings.proxyPassword = filledText(update, "Update:ProxyPass");
+  settings.useHttps = byte(update, "Update:UseHttps");
+  settings.timeout = byte(update, "Update:TimeOut");
+  settings.retries = byte(update, "Update:NoOfRetries");
+  settings.serverList = filledText(update, "Update:ServerList");
+  use(settings);
   return kDone;
+}
+
+int getValues(const char* updateConfig, const char* mainConfig, QX_AVUpdate* updater) {
+  if (updater == nullptr) return kFailed;
+  return withConfiguration(updateConfig, mainConfig, [updater](const EngineSettings& s) {
+    try {
+      updater->SetValues(s.basePath, s.tempPath, s.backupPath, s.useProxy, s.proxyServer,
+                         s.proxyPort, s.proxyAuth, s.proxyUser, s.proxyPassword, s.useHttps,
+                         s.timeout, s.retries, s.serverList);
+    } catch (const QX_AVUpdateExceptions& error) {
+      std::printf("Error: %s\n", error.detail());
+    }
+  });
 }
 
 int UpdateVirus(QX_AVUpdate* updater) {

@@ -1,7 +1,17 @@
 // The two steps of the command: reading the configuration, running the update.
 #pragma once
 
+#include <functional>
+
+#include "engines/session.h"
+
 class QX_AVUpdate;
+
+// Reads both configuration files and hands their values over as views that live as long
+// as the call; a log is not among them. Returns 0, or -1 when a name is null or a file
+// cannot be read.
+[[nodiscard]] int withConfiguration(const char* updateConfig, const char* mainConfig,
+                                    const std::function<void(const EngineSettings&)>& use);
 
 // Hands the values of both configuration files to the updater. Values that it
 // rejects are named on the console; the update will then say what it lacks. Returns

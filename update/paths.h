@@ -9,3 +9,4 @@ constexpr char kLockDirectory[] = "/opt/Quorvex/var/run";
 constexpr char kLockFile[] = "/opt/Quorvex/var/run/checkupdate";
 constexpr char kLogDirectory[] = "/var/Quorvex/var/log";
 constexpr char kUpdateLog[] = "/var/Quorvex/var/log/updates.log";
+constexpr char kStateFile[] = "/var/Quorvex/var/state/updatenow.prom";

@@ -1,0 +1,204 @@
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <system_error>
+#include <vector>
+
+#include "engines/bd/bd_updater.h"
+#include "engines/bd/versions_index.h"
+#include "engines/kav/kav_updater.h"
+#include "engines/places.h"
+#include "engines/server_list.h"
+#include "engines/text_lines.h"
+#include "system/file_commands.h"
+#include "system/files.h"
+#include "tools/check.h"
+#include "update/paths.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t kLogLineLimit = 1022;
+
+// Prints a line for each question and counts the answers that call for something.
+class Report {
+ public:
+  // `todo` follows what was found when that is a problem; null when all is well.
+  void say(const std::string& found, const char* todo) {
+    std::printf("%s %s%s%s\n", todo == nullptr ? "ok     " : "PROBLEM", found.c_str(),
+                todo == nullptr ? "" : ": ", todo == nullptr ? "" : todo);
+    if (todo != nullptr) ++problems_;
+  }
+  int status() const { return problems_ == 0 ? kOk : kCritical; }
+
+ private:
+  int problems_ = 0;
+};
+
+// What a command prints to its standard output.
+std::string outputOf(const char* command) {
+  std::string output;
+  std::FILE* const pipe = popen(command, "re");
+  if (pipe == nullptr) return output;
+  char text[256];
+  while (std::fgets(text, sizeof text, pipe) != nullptr) output += text;
+  pclose(pipe);
+  return output;
+}
+
+// The directory itself, or the nearest above it that exists.
+fs::path existing(fs::path directory) {
+  std::error_code error;
+  while (!fs::exists(directory, error) && directory.has_relative_path())
+    directory = directory.parent_path();
+  return directory;
+}
+
+std::uintmax_t sizeOf(const std::string& directory) {
+  std::error_code error;
+  std::uintmax_t size = 0;
+  for (fs::recursive_directory_iterator entry(directory, error);
+       !error && entry != fs::recursive_directory_iterator(); entry.increment(error))
+    if (entry->is_regular_file(error)) size += entry->file_size(error);
+  return size;
+}
+
+void checkDirectory(Report& report, const char* what, const std::string& path,
+                    std::uintmax_t needed) {
+  const fs::path place = existing(path);
+  const std::string found = what + (" " + path);
+  struct stat status = {};
+  struct statvfs space = {};
+  if (stat(place.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
+    return report.say(found, "it cannot be made; look at the directories above it");
+  if (status.st_uid != 0 || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+    report.say(found + ", where others than root may write to " + place.string(),
+               "chown it to root and chmod it to 755, or choose another place");
+  if (statvfs(place.c_str(), &space) == 0 &&
+      static_cast<std::uintmax_t>(space.f_bavail) * space.f_frsize < needed)
+    return report.say(found + ", where less is free than the database takes", "make space");
+  report.say(found, nullptr);
+}
+
+// The directories that the service may write to; nothing where systemd does not know it.
+std::vector<std::string> writablePaths() {
+  std::istringstream words(
+      outputOf("systemctl show -p ReadWritePaths --value quorvex-updatenow.service 2>/dev/null"));
+  std::vector<std::string> paths;
+  for (std::string path; words >> path;) paths.push_back(path);
+  return paths;
+}
+
+void checkUnit(Report& report, const std::vector<std::string>& directories) {
+  const std::vector<std::string> writable = writablePaths();
+  if (writable.empty()) return;
+  for (const std::string& directory : directories) {
+    bool covered = false;
+    for (const std::string& path : writable)
+      covered = covered || (directory + "/").rfind(path + "/", 0) == 0;
+    if (!covered)
+      report.say("the service may not write to " + directory,
+                 "add it to ReadWritePaths (systemctl edit quorvex-updatenow); it must exist");
+  }
+}
+
+// What wget's log says of a failure, and what to do.
+const char* adviceFor(const std::string& wgetLog) {
+  static constexpr struct {
+    const char* words;
+    const char* todo;
+  } kAdvice[] = {
+      {"unable to resolve", "its name is unknown; look at ServerList and at the name service"},
+      {"certificate", "its certificate is not trusted; see ca_certificate in updates.conf(5)"},
+      {"407", "the proxy refuses user or password; look at ProxyAuth, ProxyUser, ProxyPass"},
+      {"refused", "nobody answers there; look at the port, the proxy and firewalls"},
+      {"timed out", "no answer in time; look at the network, the proxy and TimeOut"},
+      {"not found", "it has no index there; look at the path in ServerList"},
+  };
+  std::string text;
+  LineReader reader(wgetLog, kLogLineLimit);
+  for (std::string line; reader.next(line);) text += line + "\n";
+  for (char& c : text) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+  for (const auto& [words, todo] : kAdvice)
+    if (text.find(words) != std::string::npos) return todo;
+  return "look at what wget says of it";
+}
+
+// Fetches the index from each mirror as an update would, into a directory of its own.
+void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& format) {
+  std::string scratch = existing(settings.tempPath).string() + "/check.XXXXXX";
+  if (mkdtemp(scratch.data()) == nullptr)
+    return report.say("the mirrors were not asked", "the temp directory cannot be written to");
+  settings.tempPath = scratch.c_str();
+  QX_BDUpdater updater;  // whose wget tells in a log why it failed
+  if (updater.setValues(settings) < 0) report.say("ServerList", "no mirror in it can be used");
+  const bool https = settings.useHttps != 0;
+  for (const std::string& server : usableServers(settings.serverList, https, nullptr)) {
+    const std::string index = scratch + "/" + format.index;
+    if (updater.DownloadFile(server.c_str(), format.index, 0, false) != kDone) {
+      report.say("mirror " + server, adviceFor(scratch + "/avupdate_wget.err"));
+      continue;
+    }
+    const auto klb = readKlb(index);
+    const auto versions = readVersions(index);
+    const bool lists =
+        &format == &kKavFormat ? klb && !klb->empty() : versions && !versions->empty();
+    report.say("mirror " + server,
+               lists ? nullptr : "what answers is no index: a sign-in page, or another format");
+  }
+  updater.DeallocMemory();
+  removeTree(scratch);
+}
+
+}  // namespace
+
+int checkSetup(const EngineSettings& settings) {
+  Report report;
+  const EngineFormat* const format = installedFormat();
+  report.say(kVersionFile, format != nullptr
+                               ? nullptr
+                               : "it must begin with 2 or, for BitDefender-format bases, 3");
+  if (!settings.areComplete()) {
+    report.say("the configuration", "run updatenow: it names what is missing");
+    return report.status();
+  }
+  if (format == nullptr) return report.status();
+
+  const std::string wget = outputOf("wget --version 2>/dev/null");
+  report.say("wget",
+             wget.rfind("GNU Wget 1.", 0) == 0 ? nullptr : "GNU Wget 1.x is the one that works");
+
+  Session session(*format);
+  session.basePath = settings.basePath;
+  session.tempPath = session.downloadPath = settings.tempPath;
+  if (settings.backupPath != nullptr) session.backupPath = settings.backupPath;
+  report.say(
+      "the directories lie apart",
+      arePlacesApart(session) ? nullptr : "one is, holds or lies in another; see qxav.conf(5)");
+
+  const std::uintmax_t size = sizeOf(session.basePath);
+  std::vector<std::string> directories{session.basePath, session.tempPath};
+  checkDirectory(report, "BasesPath", session.basePath, size);
+  checkDirectory(report, "TempPath", session.tempPath, size);
+  if (session.backupPath) {
+    checkDirectory(report, "BackUpPath", *session.backupPath, size);
+    directories.push_back(*session.backupPath);
+  }
+  if (format == &kKavFormat)
+    report.say("the database's directory",
+               fileExists(session.basePath) ? nullptr : "make it: this format needs it to exist");
+  else if (fileExists(session.basePath))
+    report.say("the database's folder Plugins",
+               fileExists(session.installed("Plugins")) ? nullptr : "make it: files go there");
+  checkUnit(report, directories);
+  checkMirrors(report, settings, *format);
+  return report.status();
+}
