@@ -2,13 +2,8 @@
 // format. An engine's update_run.cpp puts them in its order.
 #pragma once
 
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "engines/change_set.h"
 #include "engines/index_set_aside.h"
-#include "engines/session.h"
 
 class Attempt {
  public:

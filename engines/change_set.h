@@ -1,11 +1,6 @@
 // What an update has to download, whatever the format.
 #pragma once
 
-#include <cstdint>
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "engines/session.h"
 
 // A file of a change set: its name on the server and in the download directory, what

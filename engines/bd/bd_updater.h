@@ -2,15 +2,9 @@
 // describes.
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "engines/attempt.h"
 #include "engines/backup.h"
 #include "engines/bd/av_entry.h"
-#include "engines/session.h"
 
 inline constexpr EngineFormat kBdFormat{"LOG: ", "versions.dat", false};
 

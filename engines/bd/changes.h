@@ -1,8 +1,6 @@
 // What an update of BitDefender-format bases has to download.
 #pragma once
 
-#include <vector>
-
 #include "engines/change_set.h"
 
 // Appends the files to download, as QX_BDUpdater::AddToDownload() tells.

@@ -12,8 +12,6 @@
 #include "engines/bd/versions_index.h"
 #include "engines/places.h"
 #include "system/command.h"
-#include "system/file_commands.h"
-#include "system/files.h"
 #include "system/shell_word.h"
 
 namespace {

@@ -1,13 +1,8 @@
 // The updater for Kaspersky-format bases, which the index avp.klb describes.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "engines/attempt.h"
 #include "engines/kav/klb_index.h"
-#include "engines/session.h"
 
 inline constexpr EngineFormat kKavFormat{"KLOG: ", "avp.klb", true};
 
