@@ -8,4 +8,4 @@
 
 // The entries of an index, in its order; nothing when it cannot be opened.
 // DownCancelled ends the reading early.
-std::optional<std::vector<__QX_AvEntry>> readVersions(const std::string& path);
+[[nodiscard]] std::optional<std::vector<__QX_AvEntry>> readVersions(const std::string& path);
