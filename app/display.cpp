@@ -18,11 +18,11 @@ std::int32_t percentDone(std::int64_t total, std::int64_t done) {
   return total == 0 ? 100 : static_cast<std::int32_t>(done * 100 / total);
 }
 
-// Lengthens the bar in the buffer to three quarters of `percent` columns, 75 at most; it
-// never shrinks. Three quarters that are negative fill it; those of -1 are 0.
+// Lengthens the bar in the buffer to three quarters of `percent` columns, 75 at most;
+// it never shrinks. Three quarters that are negative fill it; those of -1 are 0.
 void lengthenBar(char* bar, std::int32_t percent) {
-  // The product may exceed 32 bits when a few bytes were expected and very
-  // many came; it wraps.
+  // The product may exceed 32 bits when a few bytes were expected and very many came;
+  // it wraps.
   const auto tripled = static_cast<std::int32_t>(static_cast<std::uint32_t>(percent) * 3U);
   const auto wanted = static_cast<std::uint32_t>(tripled / 4);
   const std::size_t length = strnlen(bar, kBarColumns);

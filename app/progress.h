@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-// The events of an update. The text is null for the two events of the whole
-// run, the file name for the three file events, the message for an error (the
-// Kaspersky-format engine sends the server instead) and the server otherwise.
+// The events of an update. The text is null for the two events of the whole run, the
+// file name for the three file events, the message for an error (the Kaspersky-format
+// engine sends the server instead) and the server otherwise.
 enum ProgressEvent : int {
   ProgressUpdateStarted = 1,    // once, at the start of a run
   ProgressUpdateDone = 2,       // once, at the end of a run

@@ -53,8 +53,8 @@ bool readLine(std::FILE* file, std::size_t room, std::string& line) {
   return true;
 }
 
-// Joins on the lines that a quoted value continues on: each final '-' gives
-// way to the next line.
+// Joins on the lines that a quoted value continues on: each final '-' gives way to the
+// next line.
 void joinContinuations(std::FILE* file, std::string& line) {
   while (line.size() < kLineMax && !line.empty() && line.back() == '-') {
     std::string next;
@@ -64,8 +64,8 @@ void joinContinuations(std::FILE* file, std::string& line) {
   }
 }
 
-// The position of the quote that closes a value, or npos. A backslash makes
-// the character after it literal.
+// The position of the quote that closes a value, or npos. A backslash makes the
+// character after it literal.
 std::size_t closingQuote(std::string_view quoted) {
   for (std::size_t i = 1; i < quoted.size(); ++i) {
     if (quoted[i] == '\\')
@@ -92,8 +92,8 @@ std::string valueOf(std::FILE* file, std::string& line, std::size_t equals) {
   return value;
 }
 
-// The value of the variable whose name in upper case this is, of the last one if there are
-// several; empty without one.
+// The value of the variable whose name in upper case this is, of the last one if there
+// are several; empty without one.
 std::string_view environmentValue(std::string_view name) {
   const auto isUpperOf = [](char upper, char c) {
     return upper == static_cast<char>(std::toupper(static_cast<unsigned char>(c)));

@@ -21,9 +21,9 @@
 // the file stores "filename", "filedate" (CCYYMMDD) and "filetime" (HHMMSSCC).
 // An entry whose name would exceed 1024 characters is left out.
 //
-// The file is the named one or, when that does not exist, the first of that
-// name in a directory of PATH. Without PATH in the environment no file outside
-// a directory called PATH is found.
+// The file is the named one or, when that does not exist, the first of that name in a
+// directory of PATH. Without PATH in the environment no file outside a directory
+// called PATH is found.
 //
 // A file that cannot be found leaves the table as it was, one that cannot be opened
 // gives its three symbols alone; when memory runs out the table keeps what was read so

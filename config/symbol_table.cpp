@@ -8,8 +8,8 @@
 
 namespace {
 
-// The sum of the bytes as signed numbers; only its low eight bits count, so
-// the signs do not matter.
+// The sum of the bytes as signed numbers; only its low eight bits count, so the signs
+// do not matter.
 std::uint8_t hashOf(std::string_view name) {
   std::uint8_t sum = 0;
   for (const char c : name) sum = static_cast<std::uint8_t>(sum + static_cast<unsigned char>(c));

@@ -1,7 +1,7 @@
 // Names and their values, as the configuration reader finds them.
 //
-// A table owns its symbols. Names and values are byte strings without NUL;
-// names are compared byte for byte, there is no case folding anywhere.
+// A table owns its symbols. Names and values are byte strings without NUL; names are
+// compared byte for byte, there is no case folding anywhere.
 #pragma once
 
 #include <array>
@@ -32,13 +32,13 @@ struct SymbolTable {
   ~SymbolTable();
 };
 
-// Returns a new, empty table, which the caller releases with
-// sym_delete_table(), or null when memory runs out. The arguments name the
-// caller's place in the source for memory tracing; they are not used.
+// Returns a new, empty table, which the caller releases with sym_delete_table(), or
+// null when memory runs out. The arguments name the caller's place in the source for
+// memory tracing; they are not used.
 SymbolTable* sym_create_table_(const char* file, int line);
 
-// Frees the table with everything in it, also the values that
-// sym_get_value() has handed out. A null table is ignored.
+// Frees the table with everything in it, also the values that sym_get_value() has
+// handed out. A null table is ignored.
 void sym_delete_table(SymbolTable* table);
 
 struct DeleteTable {

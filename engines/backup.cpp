@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "engines/index_set_aside.h"

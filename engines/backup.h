@@ -1,11 +1,8 @@
 // A copy of the database from before an installation, which can undo it.
 #pragma once
 
-#include <string>
-
 #include "engines/session.h"
 #include "system/file_commands.h"
-#include "system/files.h"
 
 // Owns nothing on disk: the copy outlives the object. Whether a copy worked is told by
 // its files, not by cp's status alone, which is 1 already when an owner could not be

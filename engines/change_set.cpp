@@ -1,7 +1,6 @@
 #include "engines/change_set.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "app/interrupt.h"
 #include "engines/index_name.h"

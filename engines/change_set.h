@@ -1,11 +1,6 @@
 // What an update has to download, whatever the format.
 #pragma once
 
-#include <cstdint>
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "engines/session.h"
 
 // A file of a change set: its name on the server and in the download directory, what
@@ -24,7 +19,7 @@ std::int32_t totalSize(const std::vector<Wanted>& wanted);
 std::int32_t listedSize(const std::string& text);
 
 // Tells the log that an index cannot be read, and returns kFailed.
-int cannotRead(const Session& session, const std::string& index);
+[[nodiscard]] int cannotRead(const Session& session, const std::string& index);
 
 // Whether a name that a downloaded index lists must not be fetched, as it is empty or
 // would reach something else than a file of the database; the log names it then.

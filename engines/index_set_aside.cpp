@@ -57,7 +57,6 @@ Unfinished putIndexBack(const std::string& installed) {
 IndexSetAside::IndexSetAside(std::string installed)
     : installed_(std::move(installed)),
       waiting_(waitingName(installed_)),
-      directory_(installed_.substr(0, installed_.rfind('/'))),
       isThere_(fileExists(installed_)),
       state_(State::Marked) {
   const bool isLeft = isRegularFile(waiting_);  // by a run that did not finish
@@ -93,9 +92,10 @@ int IndexSetAside::replaceBy(const std::string& downloaded) {
   if (state_ == State::Unsafe || state_ == State::Movable) return kFailed;
   const int status = copyFile(downloaded, installed_);
   if (hasSameContents(downloaded, installed_)) {
-    if (syncFileSystem(directory_)) {
+    const std::string directory = installed_.substr(0, installed_.rfind('/'));
+    if (syncFileSystem(directory)) {
       unlink(waiting_.c_str());
-      syncDirectory(directory_);
+      syncDirectory(directory);
     }
     state_ = State::Replaced;
   } else if (state_ == State::Waiting) {

@@ -21,14 +21,15 @@ enum class Unfinished {
 
 // Puts an index that waits back into its place. It waits on, as a second link,
 // until an installation is complete: the run after a failed mend must know as well.
-Unfinished putIndexBack(const std::string& installed);
+[[nodiscard]] Unfinished putIndexBack(const std::string& installed);
 
-// Lets the installed index wait while the object lives. When it goes without the
-// index having been replaced or put back, the index is in its place again and still
-// waits, so that the next run knows. An empty file waits where there was no index, or
-// one that tells nothing, and where the index is a symbolic link or mounted there by
-// itself, which is written through: the next run then judges the files by themselves. On a file
-// system without links that file waits, too, and the index is renamed for the moment of its copy.
+// Lets the installed index wait while the object lives. When it goes without the index
+// having been replaced or put back, the index is in its place again and still waits,
+// so that the next run knows. An empty file waits where there was no index, or one
+// that tells nothing, and where the index is a symbolic link or mounted there by
+// itself, which is written through: the next run then judges the files by themselves.
+// On a file system without links that file waits, too, and the index is renamed for
+// the moment of its copy.
 class IndexSetAside {
  public:
   explicit IndexSetAside(std::string installed);
@@ -58,7 +59,6 @@ class IndexSetAside {
 
   const std::string installed_;
   const std::string waiting_;
-  const std::string directory_;
   const bool isThere_;  // the index, when the object was made
   State state_;
 };

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
-#include <system_error>
-#include <vector>
 
 #include "update/paths.h"
 

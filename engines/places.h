@@ -1,8 +1,6 @@
 // Which of an update's directories may not lie in each other.
 #pragma once
 
-#include <string>
-
 #include "engines/session.h"
 
 // An update removes its backup and copies into and out of its temp directory: what lies

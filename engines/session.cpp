@@ -1,7 +1,5 @@
 #include "engines/session.h"
 
-#include <cstdlib>
-
 #include "app/interrupt.h"
 #include "engines/server_list.h"
 

@@ -57,26 +57,27 @@ class ExportedProxy {
   ExportedProxy& operator=(const ExportedProxy&) = delete;
 };
 
-// Owns copies of the settings, borrows the log and the watcher's user pointer. A session
-// that is not open knows no server and has empty paths. Releasing a configuration is
-// assigning a new session.
+// Owns copies of the settings, borrows the log and the watcher's user pointer. A
+// session that is not open knows no server and has empty paths. Releasing a
+// configuration is assigning a new session.
 class Session {
  public:
   explicit Session(const EngineFormat& engineFormat) : format(&engineFormat) {}
 
-  // Takes the settings over and exports the proxy, "HOST:PORT", if one is used. Returns
-  // kDone, or kNoServers when the list holds no usable server: the log is known then and
-  // the proxy exported, but the session is not open. Throws std::bad_alloc.
+  // Takes the settings over and exports the proxy, "HOST:PORT", if one is used.
+  // Returns kDone, or kNoServers when the list holds no usable server: the log is
+  // known then and the proxy exported, but the session is not open. Throws
+  // std::bad_alloc.
   [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
   bool isOpen() const { return !basePath.empty(); }
   bool usesProxy() const { return proxy != nullptr; }
 
-  // Returns kDone, or kFailed after a line in the log for a null callback, which changes
-  // nothing.
+  // Returns kDone, or kFailed after a line in the log for a null callback, which
+  // changes nothing.
   int watch(UpdateProgressCallback watcher, void* data);
 
-  // Sends an event; those of a file come with the counted bytes. False: the watcher asks
-  // to stop.
+  // Sends an event; those of a file come with the counted bytes. False: the watcher
+  // asks to stop.
   [[nodiscard]] bool tell(ProgressEvent event, const char* text, bool withBytes = false) const;
   void reportError(const std::string& text) const;  // whatever is answered
 

@@ -14,7 +14,7 @@ class LineReader {
 
   // Gives the next line without its line feed; false when there is none. The
   // end of the file may give one more, empty line.
-  bool next(std::string& line);
+  [[nodiscard]] bool next(std::string& line);
 
  private:
   std::ifstream file_;

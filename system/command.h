@@ -17,7 +17,7 @@
 // when it could not be run, 0 when it succeeded, else its status. Signals that a
 // terminal or a service manager sends are held back meanwhile, from the command as
 // well, and reach the program afterwards: no file is torn off half-way.
-int runInstallation(const std::string& command);
+[[nodiscard]] int runInstallation(const std::string& command);
 
 // Ends a command that shall print nothing.
 constexpr char kQuietly[] = " >/dev/null 2>&1";

@@ -1,12 +1,12 @@
-// Copying and removing by the shell's commands, quietly. Each returns what
-// system() does: negative when the command could not be run, 0 when it
-// succeeded, else its status. None is interrupted half-way (see command.h).
+// Copying and removing by the shell's commands, quietly. Each returns what system()
+// does: negative when the command could not be run, 0 when it succeeded, else its
+// status. None is interrupted half-way (see command.h).
 #pragma once
 
 #include <string>
 
 // cp -pf: replaces the file `to`.
-int copyFile(const std::string& from, const std::string& to);
+[[nodiscard]] int copyFile(const std::string& from, const std::string& to);
 
 // cp -prf: makes `to`, which does not exist, a copy of the directory. Into a mount
 // point, which cannot be removed, the contents are copied; a symbolic link `from`

@@ -6,7 +6,6 @@
 
 #include <cstring>
 #include <filesystem>
-#include <system_error>
 
 namespace fs = std::filesystem;
 

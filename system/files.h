@@ -11,7 +11,7 @@ struct CloseFile {
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
 // fopen() with a descriptor that no command inherits; null when it fails.
-File openFile(const std::string& path, const char* mode = "r");
+[[nodiscard]] File openFile(const std::string& path, const char* mode = "r");
 
 bool fileExists(const std::string& path);
 bool isReadable(const std::string& path);

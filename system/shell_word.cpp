@@ -1,11 +1,7 @@
 #include "system/shell_word.h"
 
-namespace {
-
 constexpr std::string_view kPlain =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789%+,-./:=@_";
-
-}  // namespace
 
 std::string shellWord(std::string_view value) {
   if (!value.empty() && value.find_first_not_of(kPlain) == std::string_view::npos)

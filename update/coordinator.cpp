@@ -1,13 +1,10 @@
 #include "update/coordinator.h"
 
-#include <cstdlib>
-#include <new>
 #include <utility>
 
 #include "app/interrupt.h"
 #include "engines/bd/bd_updater.h"
 #include "engines/kav/kav_updater.h"
-#include "system/files.h"
 #include "update/paths.h"
 
 namespace {

@@ -13,7 +13,7 @@
 // the settings, the lock and the log, and lets the engine's updater do the work.
 // Used in this order: construct, SetValues, LockUpdate, UpdateNow, UnLockUpdate.
 //
-// Main thread only. One update at a time on a machine: see LockUpdate.
+// Main thread only, never copied. One update at a time on a machine: see LockUpdate.
 class QX_AVUpdate {
  public:
   static constexpr std::uint8_t QX_UNWSystem = 0;  // unknown installation
@@ -33,9 +33,6 @@ class QX_AVUpdate {
 
   // Releases a lock that is still held.
   ~QX_AVUpdate();
-
-  QX_AVUpdate(const QX_AVUpdate&) = delete;
-  QX_AVUpdate& operator=(const QX_AVUpdate&) = delete;
 
   // Checks the values and keeps copies of them in place of all earlier ones.
   // Raises QX_AVUpdateExceptions for the first value that will not do and then

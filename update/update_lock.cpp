@@ -7,11 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <cstdio>
-#include <cstring>
-#include <new>
 
-#include "system/files.h"
 #include "update/coordinator.h"
 #include "update/paths.h"
 

@@ -1,10 +1,6 @@
 #include "update/update_log.h"
 
-namespace {
-
 constexpr std::size_t kTextLimit = 1023;  // with the terminator
-
-}  // namespace
 
 QX_AVUpdateLog::QX_AVUpdateLog(const char* name) : name_(copyString(name)) {}
 

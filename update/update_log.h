@@ -16,10 +16,10 @@ class QX_AVUpdateLog {
   // Keeps a copy of the name, which may be null. Opens nothing yet.
   explicit QX_AVUpdateLog(const char* name);
 
-  // Opens the file for appending: `name`, which is kept from then on, or the
-  // name kept already when it is null. Does nothing when the log is open.
-  // Returns 0 when the log is open afterwards, -1 when it could not be opened.
-  // Raises "Invalid NULL file Name" when no name was ever given.
+  // Opens the file for appending: `name`, which is kept from then on, or the name kept
+  // already when it is null. Does nothing when the log is open. Returns 0 when the log
+  // is open afterwards, -1 when it could not be opened. Raises "Invalid NULL file
+  // Name" when no name was ever given.
   int Start(const char* name);
 
   // Writes a text; what exceeds 1022 characters is cut. Returns the length of

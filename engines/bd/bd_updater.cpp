@@ -7,15 +7,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-#include <new>
 
 #include "app/interrupt.h"
 #include "engines/bd/changes.h"
 #include "engines/bd/versions_index.h"
 #include "engines/bd/wget_errors.h"
 #include "system/command.h"
-#include "system/files.h"
 #include "system/shell_word.h"
 
 namespace {

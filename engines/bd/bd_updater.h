@@ -2,15 +2,9 @@
 // describes.
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "engines/attempt.h"
 #include "engines/backup.h"
 #include "engines/bd/av_entry.h"
-#include "engines/session.h"
 
 inline constexpr EngineFormat kBdFormat{"LOG: ", "versions.dat", false};
 
@@ -39,12 +33,11 @@ class QX_BDUpdater {
   QX_BDUpdater(const QX_BDUpdater&) = delete;
   QX_BDUpdater& operator=(const QX_BDUpdater&) = delete;
 
-  // Replaces the whole configuration, the callback included, makes the temp
-  // directory when it is missing and exports the proxy to the environment.
-  // `log` and `backupPath` (the run then chooses one and removes it again) may
-  // be null, and so may proxy values that the two flags do not call for;
-  // `timeout` is in seconds, at least 5; `retries` are the tries per download,
-  // 2 to 5.
+  // Replaces the whole configuration, the callback included, makes the temp directory
+  // when it is missing and exports the proxy to the environment. `log` and
+  // `backupPath` (the run then chooses one and removes it again) may be null, and so
+  // may proxy values that the two flags do not call for; `timeout` is in seconds, at
+  // least 5; `retries` are the tries per download, 2 to 5.
   //
   // Returns 0; -1 when a value is missing (the object is untouched then), when the
   // temp directory cannot be made or memory runs out; -3 when the list holds no
@@ -77,11 +70,11 @@ class QX_BDUpdater {
   // that, 2 for a cancel.
   int UpdatePerServer(const char* server);
 
-  // Fetches `file` from the server's directory `server` into the working
-  // directory. `size` is the listed size in bytes, counted once the file is
-  // there; with `notify` the callback learns of it. Returns 0, 2 when cancelled,
-  // -1 without a message when no file came, or what DownloadError() makes of an
-  // empty one. The size of a file is not judged, its digest is, later.
+  // Fetches `file` from the server's directory `server` into the working directory.
+  // `size` is the listed size in bytes, counted once the file is there; with `notify`
+  // the callback learns of it. Returns 0, 2 when cancelled, -1 without a message when
+  // no file came, or what DownloadError() makes of an empty one. The size of a file is
+  // not judged, its digest is, later.
   int DownloadFile(const char* server, const char* file, unsigned int size, bool notify);
 
   // Tells the cause of a failed download from what wget has written about it,
@@ -89,8 +82,8 @@ class QX_BDUpdater {
   int DownloadError(const char* file);
 
   // Makes a missing base directory, and the working directory, in which files are
-  // fetched from then on, and chooses a backup directory when none is configured. Returns 0,
-  // or -1 after a line in the log; -1 without settings.
+  // fetched from then on, and chooses a backup directory when none is configured.
+  // Returns 0, or -1 after a line in the log; -1 without settings.
   int MakeDirs();
 
   // Removes what MakeDirs() and the run have made; harmless when repeated. A
@@ -115,12 +108,11 @@ class QX_BDUpdater {
   // was.
   static int GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list);
 
-  // Works out what to download and appends it to the change set, with ".gzip"
-  // names; the sum of the listed sizes goes to `total`. With an installed
-  // index a file is wanted when it is missing, listed with another digest, or
-  // other than its digest says; what the installed index does not know is left
-  // alone. Without one (null) a file is wanted when it is missing or other than
-  // its digest says.
+  // Works out what to download and appends it to the change set, with ".gzip" names;
+  // the sum of the listed sizes goes to `total`. With an installed index a file is
+  // wanted when it is missing, listed with another digest, or other than its digest
+  // says; what the installed index does not know is left alone. Without one (null) a
+  // file is wanted when it is missing or other than its digest says.
   //
   // Returns 0; 2 when DownCancelled was seen; -1 when an index cannot be read or
   // the downloaded one lists a name that leads out of the database. `total` is

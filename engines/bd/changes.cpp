@@ -4,7 +4,6 @@
 #include "engines/bd/utils.h"
 #include "engines/bd/versions_index.h"
 #include "engines/index_name.h"
-#include "system/files.h"
 
 namespace {
 

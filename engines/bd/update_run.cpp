@@ -12,8 +12,6 @@
 #include "engines/bd/versions_index.h"
 #include "engines/places.h"
 #include "system/command.h"
-#include "system/file_commands.h"
-#include "system/files.h"
 #include "system/shell_word.h"
 
 namespace {
@@ -181,10 +179,10 @@ std::optional<std::string> QX_BDUpdater::installIndex(const Attempt& attempt,
   return std::nullopt;
 }
 
-// An incomplete backup is not copied back: its cut files would replace whole ones. Where
-// none was taken there may still be an older one. The index goes on waiting when this
-// run or its predecessor has added files: the next one would not fetch them, and when
-// nothing else is new it would never install the index that lists them.
+// An incomplete backup is not copied back: its cut files would replace whole ones.
+// Where none was taken there may still be an older one. The index goes on waiting when
+// this run or its predecessor has added files: the next one would not fetch them, and
+// when nothing else is new it would never install the index that lists them.
 void QX_BDUpdater::undoInstallation(IndexSetAside& index, bool backupIsWhole, bool hasAddedFiles) {
   if (!backupIsWhole) {
     if (baseCreated || !backup->exists()) RevertCurrentBackup();

@@ -7,7 +7,7 @@
 
 // The MD5 digest of a file as 32 lower-case hexadecimal digits; nothing when the file
 // cannot be opened or read.
-std::optional<std::string> md5Of(const std::string& file);
+[[nodiscard]] std::optional<std::string> md5Of(const std::string& file);
 
 class QX_UTILS {
  public:

@@ -17,8 +17,8 @@ std::optional<std::string> cutLastField(std::string& text) {
   return field;
 }
 
-// The entry of a line "+... DIGEST NAME SIZE", which is read from its end;
-// nothing for any other line.
+// The entry of a line "+... DIGEST NAME SIZE", which is read from its end; nothing for
+// any other line.
 std::optional<__QX_AvEntry> parseEntry(std::string line) {
   if (line.empty() || line.front() != '+') return std::nullopt;
   const std::optional<std::string> size = cutLastField(line);

@@ -4,7 +4,6 @@
 #include <cinttypes>
 #include <filesystem>
 #include <optional>
-#include <system_error>
 
 #include "engines/bd/bd_updater.h"
 #include "engines/text_lines.h"

@@ -9,8 +9,8 @@ struct DownloadFailure {
   const char* message;  // for watcher and log
 };
 
-// The first recognised line of the log decides. Where the log cannot be read the message
-// is null.
+// The first recognised line of the log decides. Where the log cannot be read the
+// message is null.
 DownloadFailure downloadFailure(const std::string& wgetLog, bool usesProxy);
 
 // Whether a file has as many bytes as wget says that it has saved, if it says so.

@@ -5,13 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <optional>
 
 #include "engines/bd/bd_updater.h"
 #include "system/command.h"
-#include "system/files.h"
 #include "system/shell_word.h"
 
 namespace {

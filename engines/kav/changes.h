@@ -1,9 +1,6 @@
 // What an update of Kaspersky-format bases has to download and to remove.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "engines/change_set.h"
 
 // Appends the files to download, as QX_KAVUpdater::addToDownload() tells. With

@@ -4,12 +4,8 @@
 
 #include <unistd.h>
 
-#include <cstring>
-#include <new>
-
 #include "engines/kav/changes.h"
 #include "system/command.h"
-#include "system/files.h"
 #include "system/shell_word.h"
 
 namespace {

@@ -1,13 +1,8 @@
 // The updater for Kaspersky-format bases, which the index avp.klb describes.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "engines/attempt.h"
 #include "engines/kav/klb_index.h"
-#include "engines/session.h"
 
 inline constexpr EngineFormat kKavFormat{"KLOG: ", "avp.klb", true};
 
@@ -72,11 +67,11 @@ class QX_KAVUpdater {
   // decides.
   int updatePerServer(const char* server);
 
-  // Fetches `file` from the server into the temp directory. `size` is the
-  // listed size in bytes, counted once the file is there; with `notify` the
-  // callback learns of it. Returns 0 (also for a null file), 2 when cancelled,
-  // -1 when wget could not be started or failed, or the file came empty. A file that
-  // did not come although wget was content is the reader's to notice.
+  // Fetches `file` from the server into the temp directory. `size` is the listed size
+  // in bytes, counted once the file is there; with `notify` the callback learns of it.
+  // Returns 0 (also for a null file), 2 when cancelled, -1 when wget could not be
+  // started or failed, or the file came empty. A file that did not come although wget
+  // was content is the reader's to notice.
   int DownloadFile(const char* file, const char* server, std::int32_t size, unsigned char notify);
 
   // Reads the entries of an index. Returns their number, or -1 when the file

@@ -13,7 +13,7 @@ constexpr std::size_t kFieldBytes = 100;
 constexpr std::size_t kSignatureLineBytes = 65;
 
 // The entries of an index; nothing when it cannot be opened.
-std::optional<std::vector<std::string>> readKlb(const std::string& path);
+[[nodiscard]] std::optional<std::vector<std::string>> readKlb(const std::string& path);
 
 // The file name and the signature of an entry, as views into it; nothing when no comma
 // ends the field within the entry's first 255 characters or it has 100 characters or
@@ -25,4 +25,4 @@ std::int32_t entrySize(std::string_view entry);
 // The signature line at the end of a file: what stands 60 bytes before the end, up to
 // the line's end, less its last two characters. Nothing when the file cannot be opened
 // or holds no such line.
-std::optional<std::string> signatureLine(const std::string& path);
+[[nodiscard]] std::optional<std::string> signatureLine(const std::string& path);

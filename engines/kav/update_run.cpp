@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "app/interrupt.h"
-#include "engines/attempt.h"
 #include "engines/backup.h"
 #include "engines/kav/changes.h"
 #include "engines/kav/kav_updater.h"
