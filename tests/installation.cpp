@@ -17,9 +17,7 @@ namespace {
 
 constexpr std::size_t kBytes = 1024, kSignature = 58;
 
-std::string nameIn(const std::string& file) {
-  return file.substr(0, file.find(':'));
-}
+std::string nameIn(const std::string& file) { return file.substr(0, file.find(':')); }
 
 std::string contentsIn(const std::string& format, const std::string& file) {
   const std::string letter = file.substr(file.find(':') + 1);
@@ -69,9 +67,7 @@ void shell(const std::string& command) {
   if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
 }
 
-int openFiles() {
-  return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
-}
+int openFiles() { return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {})); }
 
 std::string errorOf(const std::function<void()>& action) {
   try {
@@ -117,9 +113,7 @@ std::string indexOf(const std::string& format, const Strings& files, int number)
   return number > 0 ? text + lastLine(number) : text;
 }
 
-std::string indexName(const std::string& format) {
-  return format == "bd" ? "versions.dat" : "avp.klb";
-}
+std::string indexName(const std::string& format) { return format == "bd" ? "versions.dat" : "avp.klb"; }
 
 std::string stateOf(const std::string& format, const std::string& directory) {
   if (!fs::is_directory(directory)) return "nothing";

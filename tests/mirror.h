@@ -13,13 +13,6 @@
 
 class Mirror {
  public:
-  struct Reply {
-    enum How { Whole, CutShort, Silent };  // half of the announced body; nothing for 2 s
-    std::string body;
-    int status = 200;
-    How how = Whole;
-  };
-
   Mirror() {
     server_.Get(".*", [this](const auto& request, auto& response) { handle(request, response); });
     port = std::to_string(server_.bind_to_any_port("127.0.0.1"));
@@ -33,17 +26,18 @@ class Mirror {
   Mirror(const Mirror&) = delete;
   Mirror& operator=(const Mirror&) = delete;
 
-  // Answers "/NAME" so from now on; every name that it was not told of with 404.
-  void answer(const std::string& name, const Reply& reply) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    replies_[name] = reply;
-  }
+  // Answers "/NAME" with these bodies from now on, everything else with 404.
   void serve(const Tree& tree) {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      replies_.clear();
-    }
-    for (const auto& [name, contents] : tree) answer(name, {contents});
+    const std::lock_guard<std::mutex> lock(mutex_);
+    bodies_ = tree;
+    hows_.clear();
+  }
+  // Answers one name in a way of its own: missing, cut (announces the whole body, sends
+  // half of it and hangs up), silent (for 2 s), or with the body itself.
+  void answer(const std::string& name, const std::string& how, const std::string& body) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    hows_[name] = how;
+    bodies_[name] = body;
   }
 
   // The names asked for since the last call, each after what it told a proxy about its
@@ -58,23 +52,22 @@ class Mirror {
  private:
   void handle(const httplib::Request& request, httplib::Response& response) {
     std::unique_lock<std::mutex> lock(mutex_);
-    const std::string user = request.get_header_value("Proxy-Authorization");
     const std::string name = std::regex_replace(request.path, std::regex("^(http://[^/]*)?/"), "");
-    requests_ += (requests_.empty() ? "" : " ") + user + name;
-    const auto found = replies_.find(name);
-    const Reply reply = found != replies_.end() ? found->second : Reply{"no such file", 404};
+    requests_ += (requests_.empty() ? "" : " ") + request.get_header_value("Proxy-Authorization") + name;
+    const bool isThere = bodies_.count(name) != 0 && hows_[name] != "missing";
+    const std::string how = hows_[name], body = isThere ? bodies_[name] : "no such file";
     lock.unlock();
-    if (reply.how == Reply::Silent) std::this_thread::sleep_for(std::chrono::seconds(2));
-    response.status = reply.status;
-    if (reply.how == Reply::Whole) return response.set_content(reply.body, "application/octet-stream");
-    const auto half = [reply](std::size_t at, std::size_t, httplib::DataSink& sink) {
-      return at == 0 && sink.write(reply.body.data(), reply.body.size() / 2);
+    response.status = isThere ? 200 : 404;
+    if (how == "silent") std::this_thread::sleep_for(std::chrono::seconds(2));
+    if (how != "cut") return response.set_content(body, "application/octet-stream");
+    const auto half = [body](std::size_t at, std::size_t, httplib::DataSink& sink) {
+      return at == 0 && sink.write(body.data(), body.size() / 2);
     };
-    response.set_content_provider(reply.body.size(), "application/octet-stream", half);
+    response.set_content_provider(body.size(), "application/octet-stream", half);
   }
 
   std::mutex mutex_;
-  std::map<std::string, Reply> replies_;
+  Tree bodies_, hows_;
   std::string requests_;
   httplib::Server server_;
   std::thread thread_;

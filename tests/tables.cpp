@@ -23,24 +23,11 @@ std::string replaced(std::string text, const std::string& what, const std::strin
   return text;
 }
 
-// The console's bar: whole percents, and a column for each three quarters of four.
-std::string bar(int done, int files) {
-  const int percent = 100 * done / files;
-  const auto columns = static_cast<std::size_t>(percent * 3 / 4);
-  return "\r[" + std::string(columns, '=') + std::string(75 - columns, ' ') + "](" + std::to_string(done) + "KB/" +
-         std::to_string(files) + "KB) " + std::to_string(percent) + "%";
-}
-
 std::string meaningOf(const std::string& word, const Words& words) {
   const std::string name = word.substr(0, word.find(' ')), rest = word.substr(std::min(name.size() + 1, word.size()));
   const std::size_t star = word.find('*');
   std::string text;
   if (word.empty()) return text;
-  if (name == "bar") return bar(std::stoi(rest), std::stoi(rest.substr(rest.find('/') + 1)));
-  if (name == "bars") {
-    for (int done = 1; done <= std::stoi(rest); ++done) text += bar(done, std::stoi(rest));
-    return text;
-  }
   if (star != std::string::npos && std::isdigit(word[0]) != 0) {
     for (int times = std::stoi(word); times > 0; --times) text += word.substr(star + 1);
     return text;

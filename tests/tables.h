@@ -8,10 +8,9 @@
 //   CELL | CELL | CELL       a row of it
 //     CELL | CELL            the row goes on
 //
-// In a cell \n, \r, \t, \\ and \xHH are escapes, {} is nothing, {3*ab} is "ababab",
-// {bar 1/2} the console's bar after one of two files of 1 KiB, {bars 2} that after each
-// of them. {WORD x,y} is the word "WORD *" once for x and once for y, or "WORD **" with
-// both. The words of cases/words.txt are everybody's.
+// In a cell \n, \r, \t, \\ and \xHH are escapes, {} is nothing, {3*ab} is "ababab".
+// {WORD x,y} is the word "WORD *" once for x and once for y, or "WORD **" with both. The
+// words of cases/words.txt are everybody's.
 #pragma once
 
 #include <functional>

@@ -19,7 +19,6 @@ class Update : public Installation {
       if (const std::size_t bar = text.find(" | "); bar != std::string::npos)
         text = format == "bd" ? text.substr(bar + 3) : text.substr(0, bar);
     words["mirror"] = "127.0.0.1:" + mirror.port;
-    words["other"] = "127.0.0.1:" + other.port;
     words["port"] = mirror.port;
   }
 
@@ -58,36 +57,32 @@ class Update : public Installation {
     settle();
     if (name == "installed") return installed(text);
     if (name == "published") return published(text, 2);
-    if (name == "mirror") return answer(mirror, text, rest);
-    if (name == "other mirror") return answer(other, text, rest);
+    if (name == "mirror") return answer(text, rest);
     if (name == "mirror mends") return mirror.serve(onMirror);
     if (name == "settings") return configure("ServerList=" + words["mirror"] + "\n" + text);
     if (name == "shell") return shell("cd /var/Quorvex && " + text);
     if (name == "stand-in") return standIn(text, rest);
     if (name == "with") return before = text, void();
-    if (name == "run") return run(text, rest);
-    if (name != "updates") FAIL() << "no such step";
-    const std::string files = text.empty() ? "a,b,c" : text;
-    const std::string bars = "{bars " + std::to_string(wordsOf(files, ',').size()) + "}";
-    run(expand("{start}" + bars + "{downloaded}{done}", words), expand("{updated " + files + "}", words));
-    if (!text.empty()) return;
-    untold["bases"] = "a:x,b:y,c:z,index:2";
+    if (name == "run") {
+      run(text, rest);
+    } else if (name == "updates") {
+      const std::string files = text.empty() ? "a,b,c" : text;
+      const std::string bars = "{bars" + std::to_string(wordsOf(files, ',').size()) + "}";
+      run(expand("{start}" + bars + "{downloaded}{done}", words), expand("{updated " + files + "}", words));
+      untold["bases"] = text.empty() ? "a:x,b:y,c:z,index:2" : rest;
+    } else {
+      FAIL() << "no such step";
+    }
+    if (cells.size() > 3) untold["bases"] = cells[3];
   }
 
-  // What a mirror shall answer: missing, empty, cut, half, silent or published, else
-  // the body itself; ":w" is the file with other contents.
-  void answer(Mirror& by, const std::string& file, const std::string& how) {
+  void answer(const std::string& file, const std::string& how) {
     const std::string packed = format == "bd" ? "avx/" + file + ".gzip" : file;
     const std::string name = file == "index" ? indexName(format) : packed;
-    Mirror::Reply reply{how};
-    if (how == "missing") reply.status = 404;
-    if (how == "empty") reply.body.clear();
-    if (how == "cut" || how == "half" || how == "published") reply.body = onMirror[name];
-    if (how == "half") reply.body.resize(reply.body.size() / 2);
-    if (how == "cut") reply.how = Mirror::Reply::CutShort;
-    if (how == "silent") reply.how = Mirror::Reply::Silent;
-    if (how[0] == ':') reply.body = mirrorOf(format, file + how, 0)[name];
-    by.answer(name, reply);
+    std::string body = how == "empty" ? "" : how == "cut" || how == "half" ? onMirror[name] : how;
+    if (how == "half") body.resize(body.size() / 2);
+    if (how[0] == ':') body = mirrorOf(format, file + how, 0)[name];
+    mirror.answer(name, how, body);
   }
 
   // Runs an update that shows and logs this. What follows in the paragraph tells what it
@@ -131,7 +126,7 @@ class Update : public Installation {
   const std::string format;
   const Paragraph paragraph;
   Words words;
-  Mirror mirror, other;
+  Mirror mirror;
   Tree onMirror;
   // For the next run alone: what stands before the program in its command.
   std::string before = "exec";
