@@ -20,10 +20,8 @@ constexpr int kRootGroup = 0;
 void prepareProcess() {
   // A standard descriptor that is closed would be the number of our next file,
   // and the display would write into it.
-  int descriptor;
-  do {
-    descriptor = open("/dev/null", O_RDWR);
-  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  int descriptor = 0;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDWR);
   if (descriptor >= 0) close(descriptor);
   // Scanners that are not root read the bases; nobody else writes them or the lock.
   umask(022);

@@ -67,6 +67,9 @@ int Backup::copyBack() const {
 // of space that it makes itself, where one file has grown and another shrunk, or for
 // more files than a command line holds.
 bool Backup::restore() const {
+  const auto isBack = [this](int status) {
+    return status == 0 || holdsAllOf(base_, place_, waiting_);
+  };
   const bool isThere = exists() && isEmptyDirectory(place_) != holdsFiles_;
   bool restored = isBack(copyBack());
   if (isThere && !restored)
@@ -74,5 +77,3 @@ bool Backup::restore() const {
         runInstallation("cp -prf " + shellWord(place_ + "/.") + " " + shellWord(base_) + kQuietly));
   return syncFileSystem(base_) && isThere && restored;
 }
-
-bool Backup::isBack(int status) const { return status == 0 || holdsAllOf(base_, place_, waiting_); }

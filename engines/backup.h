@@ -35,8 +35,6 @@ class Backup {
   [[nodiscard]] bool restore() const;
 
  private:
-  bool isBack(int status) const;
-
   std::string base_;
   std::string place_;
   std::string waiting_;      // the name under which the index may wait

@@ -46,6 +46,11 @@ std::string waitingName(const std::string& index) {
   return index.substr(0, name) + "." + index.substr(name) + ".waiting";
 }
 
+// What waits tells how far the run before this one came, since it waits from before the
+// first file is copied in until all is on the disk. An index with contents is whole, and
+// what it lists was there before: only files that it does not list may be cut. An empty
+// file vouches for nothing. Neither is removed here: this run may fail as well, and the
+// next one must then know the same.
 Unfinished putIndexBack(const std::string& installed) {
   const std::string waiting = waitingName(installed);
   if (!isRegularFile(waiting)) return Unfinished::Nothing;

@@ -43,6 +43,11 @@ bool isWantedByIndex(const Session& session, const __QX_AvEntry& entry,
 
 }  // namespace
 
+// The downloaded index is judged whole before anything of it is used. The installed one
+// can make a file wanted, by another digest, but cannot vouch for it: somebody may have
+// changed the file since, so that its own digest has the last word. A file that is there
+// and that the installed index does not list was put there by somebody else and is left
+// alone, unless an unfinished run may have left it in part.
 int findWantedByVersions(const Session& session, const char* downloaded, const char* installed,
                          bool alsoDoubtful, std::vector<Wanted>& wanted) {
   const auto listed = readVersions(downloaded);

@@ -16,7 +16,8 @@ constexpr char kSaved[] = " saved [";
 
 char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-// Why a download failed, as a line of wget's log tells; DownloadErrGeneric when it does not.
+// Why a download failed, as a line of wget's log tells; DownloadErrGeneric when it
+// does not.
 DownloadFailure failureIn(std::string line, bool usesProxy) {
   std::transform(line.begin(), line.end(), line.begin(), lowerAscii);
   const auto contains = [&line](const char* text) { return line.find(text) != std::string::npos; };

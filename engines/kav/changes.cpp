@@ -42,6 +42,12 @@ Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
 
 }  // namespace
 
+// The downloaded index is judged whole before anything of it is used. A file that is
+// there is then taken for what the installed index lists: reading the signature line of
+// every file would be a walk over the whole database in each run. That is done only
+// where there is no index to ask, or where an unfinished run has made it doubtful. Right
+// after a file that is wanted by its own line a cancel is not looked for: the next file,
+// or the caller, sees it.
 int findWantedByKlb(const Session& session, const char* downloaded, const char* installed,
                     bool alsoDoubtful, std::vector<Wanted>& wanted) {
   const auto newEntries = readKlb(downloaded);

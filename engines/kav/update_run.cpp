@@ -64,7 +64,8 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
   return kDone;
 }
 
-// What is wanted goes to the attempt, and what the new index no longer lists to `dropped`.
+// What is wanted goes to the attempt, and what the new index no longer lists to
+// `dropped`.
 int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropped) {
   const char* const downloaded = attempt.downloadedIndex.c_str();
   const int comparison =
