@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <regex>
 
+#include "app/interrupt.h"
 #include "app/progress.h"
 #include "app/update_command.h"
 #include "tests/mirror.h"
@@ -159,6 +160,7 @@ const Function events("events", [](const Strings& cells) {
   QX_AVUpdate updater;
   getValues(updateConfig.c_str(), mainConfig.c_str(), &updater);
   updater.LockUpdate("me");
+  DownCancelled = true;  // by an interrupt of before
   const int result = updater.UpdateNow(watch, &watcher);
   return std::to_string(result) + watcher.events + " " + stateOf(format, bases);
 });
