@@ -52,11 +52,12 @@ bool arePlacesApart(const Session& session) {
   return true;
 }
 
-// Only a name with a folder in it can leave the directory that it is fetched into.
+// Only a name with a folder in it can leave the directory that it is fetched into. Where
+// that lies in such a place itself, nothing is reached by the name.
 bool reachesPlaces(const Session& session, const std::string& name) {
   if (name.find('/') == std::string::npos) return false;
-  const auto holds = [target = session.downloaded(name)](const std::string& place) {
-    return !place.empty() && isOrHolds(place, target);
+  const auto holds = [&session, target = session.downloaded(name)](const std::string& place) {
+    return !place.empty() && isOrHolds(place, target) && !isOrHolds(place, session.downloadPath);
   };
   return holds(session.basePath) || holds(session.backupPath.value_or("")) ||
          std::any_of(std::begin(kOwn), std::end(kOwn), holds);

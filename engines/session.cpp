@@ -1,6 +1,5 @@
 #include "engines/session.h"
 
-#include "app/interrupt.h"
 #include "engines/server_list.h"
 
 constexpr const char* kProxyVariables[] = {"ftp_proxy", "https_proxy", "http_proxy"};
@@ -59,8 +58,7 @@ int Session::fetch(const char* file, std::int32_t size, bool notify,
   const auto goesOn = [&](ProgressEvent event) { return !notify || tell(event, file, true); };
   if (!goesOn(ProgressFileStarted)) return kCancelled;
   const int result = transfer();
-  if (DownCancelled) return kCancelled;
-  if (result < 0) return result;
+  if (result != kDone) return result;
   doneBytes = addBytes(doneBytes, size);
   return goesOn(ProgressFileBytes) && goesOn(ProgressFileDone) ? kDone : kCancelled;
 }

@@ -80,8 +80,8 @@ void checkDirectory(Report& report, const char* what, const std::string& path,
   if (stat(place.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
     return report.say(found, "it cannot be made; look at the directories above it");
   if (status.st_uid != 0 || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-    report.say(found + ", where others than root may write to " + place.string(),
-               "chown it to root and chmod it to 755, or choose another place");
+    return report.say(found + ", where others than root may write to " + place.string(),
+                      "chown it to root and chmod it to 755, or choose another place");
   if (statvfs(place.c_str(), &space) == 0 &&
       static_cast<std::uintmax_t>(space.f_bavail) * space.f_frsize < needed)
     return report.say(found + ", where less is free than the database takes", "make space");
@@ -118,7 +118,7 @@ const char* adviceFor(const std::string& wgetLog) {
   } kAdvice[] = {
       {"unable to resolve", "its name is unknown; look at ServerList and at the name service"},
       {"certificate", "its certificate is not trusted; see ca_certificate in updates.conf(5)"},
-      {"407", "the proxy refuses user or password; look at ProxyAuth, ProxyUser, ProxyPass"},
+      {" 407 ", "the proxy refuses user or password; look at ProxyAuth, ProxyUser, ProxyPass"},
       {"refused", "nobody answers there; look at the port, the proxy and firewalls"},
       {"timed out", "no answer in time; look at the network, the proxy and TimeOut"},
       {"not found", "it has no index there; look at the path in ServerList"},

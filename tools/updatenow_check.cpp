@@ -48,7 +48,7 @@ bool parse(int argc, char** argv, Options& options) {
       case 'w':
       case 'c':
         *hours = std::strtod(optarg, &end);
-        if (end == optarg || *end != '\0' || *hours < 0) return false;
+        if (end == optarg || *end != '\0' || !(*hours >= 0)) return false;
         break;
       default: return false;
     }

@@ -88,8 +88,8 @@ int QX_BDUpdater::RemoveDirs() {
   // The scanner's own cache; it does not belong into a backup.
   if (backup) unlink((backup->place() + "/Plugins/cache.000").c_str());
   if (!session.backupPath && !keepBackup) DeleteCurrentBackup();
-  if (!session.isOpen()) return kDone;
   unlink(wgetErrorFile.c_str());
+  if (!session.isOpen()) return kDone;
   return runInstallation("rm -rf " + shellWord(session.downloadPath));
 }
 

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include "app/interrupt.h"
 #include "engines/kav/changes.h"
 #include "system/command.h"
 #include "system/shell_word.h"
@@ -57,6 +58,8 @@ int QX_KAVUpdater::setValues(const EngineSettings& settings) {
     writeLog(settings.log, "KLOG: Invalid update arameters to set\n");
     return kFailed;
   }
+  Dealloc();
+  session.log = settings.log;
   try {
     wgetCommand = wgetPrefix(settings).substr(0, kCommandMax);
     return session.open(settings, address);
@@ -89,10 +92,12 @@ int QX_KAVUpdater::transfer(const char* file, const char* server) const {
   const std::string command = wgetCommand + " " + shellWord(server + (std::string("/") + file)) +
                               " -O " + shellWord(target) + " > /dev/null 2>&1";
   // A cut command would write to another path.
-  if (command.size() > kCommandMax) return kFailed;
+  const bool fits = command.size() <= kCommandMax;
   // The wget of a killed run may still be writing to a file of that name.
-  unlink(target.c_str());
-  return runDownload(command) && (hasContents(target) || !fileExists(target)) ? kDone : kFailed;
+  if (fits) unlink(target.c_str());
+  const bool fetched = fits && runDownload(command);
+  if (DownCancelled) return kCancelled;
+  return fetched && (hasContents(target) || !fileExists(target)) ? kDone : kFailed;
 }
 
 int QX_KAVUpdater::GetDownloadList(const char* path, std::vector<std::string>& list) {

@@ -67,6 +67,8 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
 // What is wanted goes to the attempt, and what the new index no longer lists to
 // `dropped`.
 int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropped) {
+  session.totalBytes = 0;
+  session.doneBytes = 0;
   const char* const downloaded = attempt.downloadedIndex.c_str();
   const int comparison =
       attempt.predecessor == Unfinished::NoIndex ? IndexMissing : matchAvpKlb(downloaded);
