@@ -30,7 +30,8 @@ bool listsAnything(const std::string& index) {
 void removeStaged(const Attempt& attempt) {
   const auto listed = readVersions(attempt.downloadedIndex);
   const auto installed = readVersions(attempt.installedIndex);
-  if (!listed) return;
+  // An interrupt cuts the reading: what is not listed then may be.
+  if (!listed || DownCancelled) return;
   std::set<std::string> names;
   for (const __QX_AvEntry& entry : *listed) names.insert(entry.fileName);
   if (installed)
