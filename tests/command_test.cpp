@@ -63,7 +63,7 @@ const Function rejected("rejected", [](const Strings& c) {
   return shown;
 });
 
-const Function wget("wget-command", [](const Strings& c) {
+const Function wget("wget_command", [](const Strings& c) {
   install(c.at(0));
   configure(c.at(1) + "\nServerList=m");
   standIn("wget", "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");

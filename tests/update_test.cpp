@@ -96,7 +96,7 @@ class Update : public Installation {
     const std::string name = file == "index" ? indexName(format) : packed;
     std::string body = how == "empty" ? "" : how == "cut" || how == "half" ? onMirror[name] : how;
     if (how == "half") body.resize(body.size() / 2);
-    if (how[0] == ':') body = mirrorOf(format, file + how, 0)[name];
+    if (how == "other") body = mirrorOf(format, file + ":w", 0)[name];
     mirror.answer(name, how, body);
   }
 
