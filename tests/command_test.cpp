@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <regex>
 
 #include "app/display.h"
 #include "app/interrupt.h"
@@ -45,15 +44,14 @@ const Function version("version", [](const Strings& c) {
 
 // What is logged of a lock file, and whose it is then. LIVE and ME are processes.
 const Function lock("lock", [](const Strings& c) {
-  const std::regex live("LIVE"), me("me:" + std::to_string(getpid()));
-  const std::string text = std::regex_replace(c.at(0), live, std::to_string(getppid()));
+  const std::string live = std::to_string(getppid()), text = replaced(c.at(0), "LIVE", live);
   writeFile(lockFile, text);
   writeFile(logFile, "");
   QX_AVUpdate updater;
   const std::string error = errorOf([&] { updater.LockUpdate("me"); });
   EXPECT_EQ(error, readFile(lockFile) == text ? "Update operation already locked" : "");
   const std::string told = readFile(logFile) + (error.empty() ? readFile(lockFile) : "held");
-  return std::regex_replace(std::regex_replace(told, me, "ME"), std::regex(std::to_string(getppid())), "LIVE");
+  return replaced(replaced(told, "me:" + std::to_string(getpid()), "ME"), live, "LIVE");
 });
 
 // Settings that the program complains of.
@@ -65,7 +63,7 @@ const Function rejected("rejected", [](const Strings& c) {
   return shown;
 });
 
-const Function wget("wget-command", [](const Strings& c) {
+const Function wget("wget_command", [](const Strings& c) {
   install(c.at(0));
   configure(c.at(1) + "\nServerList=m");
   standIn("wget", "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");

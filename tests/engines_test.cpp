@@ -34,7 +34,7 @@ const char* lay(const std::string& format, const Strings& c) {
   return c.at(0).empty() ? nullptr : "old";
 }
 
-const Function klbIndex("klb-index", [](const Strings& c) {
+const Function klbIndex("klb_index", [](const Strings& c) {
   if (c.at(0) != "none") writeFile("index", c.at(0));
   Strings list{"old"};
   const int count = QX_KAVUpdater::GetDownloadList("index", list);
@@ -43,7 +43,7 @@ const Function klbIndex("klb-index", [](const Strings& c) {
   return entries;
 });
 
-const Function klbEntry("klb-entry", [](const Strings& c) {
+const Function klbEntry("klb_entry", [](const Strings& c) {
   char name[QX_KAVUpdater::kFieldBytes] = "-", sign[QX_KAVUpdater::kFieldBytes] = "-";
   const int results = QX_KAVUpdater::getFname(c.at(0).c_str(), name) + QX_KAVUpdater::getSign(c.at(0).c_str(), sign);
   const std::string size = std::to_string(QX_KAVUpdater::getSize(c.at(0).c_str()));
@@ -56,7 +56,7 @@ const Function signature("signature", [](const Strings& c) {
   return std::to_string(QX_KAVUpdater::getFileSig("file", line)) + line;
 });
 
-const Function kavChanges("kav-changes", [](const Strings& c) {
+const Function kavChanges("kav_changes", [](const Strings& c) {
   Engine<QX_KAVUpdater> engine;
   std::vector<std::int32_t> sizes;
   Strings names, signatures;
@@ -68,7 +68,7 @@ const Function kavChanges("kav-changes", [](const Strings& c) {
   return text + ";" + readFile("log");
 });
 
-const Function kavDrops("kav-drops", [](const Strings& c) {
+const Function kavDrops("kav_drops", [](const Strings& c) {
   Strings list;
   lay("kav", c);
   std::string text = std::to_string(Engine<QX_KAVUpdater>().updater.addToDelete("new", "old", list));
@@ -85,7 +85,7 @@ const Function digest("digest", [](const Strings& c) {
   return std::to_string(QX_UTILS::md5sum("file", digits)) + digits;
 });
 
-const Function versionsIndex("versions-index", [](const Strings& c) {
+const Function versionsIndex("versions_index", [](const Strings& c) {
   if (c.at(0) != "none") writeFile("index", c.at(0));
   std::vector<__QX_AvEntry> list(3);
   const int count = QX_BDUpdater::GetDownloadList("index", list);
@@ -94,7 +94,7 @@ const Function versionsIndex("versions-index", [](const Strings& c) {
   return entries;
 });
 
-const Function bdChanges("bd-changes", [](const Strings& c) {
+const Function bdChanges("bd_changes", [](const Strings& c) {
   Engine<QX_BDUpdater> engine;
   std::vector<__QX_AvEntry> changes;
   std::int32_t total = -7;
@@ -105,7 +105,7 @@ const Function bdChanges("bd-changes", [](const Strings& c) {
   return text + ";" + readFile("log");
 });
 
-const Function wgetError("wget-error", [](const Strings& c) {
+const Function wgetError("wget_error", [](const Strings& c) {
   Engine<QX_BDUpdater> engine;
   std::string told;
   const auto keep = [](int event, const char* text, std::int64_t, std::int64_t, void* user) {

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <mutex>
-#include <regex>
 #include <thread>
 #include <utility>
 
@@ -52,7 +51,9 @@ class Mirror {
  private:
   void handle(const httplib::Request& request, httplib::Response& response) {
     std::unique_lock<std::mutex> lock(mutex_);
-    const std::string name = std::regex_replace(request.path, std::regex("^(http://[^/]*)?/"), "");
+    // A proxy is asked for whole addresses.
+    const std::size_t host = request.path.find("//");
+    const std::string name = request.path.substr(request.path.find('/', host == std::string::npos ? 0 : host + 2) + 1);
     requests_ += (requests_.empty() ? "" : " ") + request.get_header_value("Proxy-Authorization") + name;
     const bool isThere = bodies_.count(name) != 0 && hows_[name] != "missing";
     const std::string how = hows_[name], body = isThere ? bodies_[name] : "no such file";

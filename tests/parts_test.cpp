@@ -7,7 +7,7 @@
 
 namespace {
 
-const Function names("index-name", [](const Strings& c) {
+const Function names("index_name", [](const Strings& c) {
   std::string safe;
   for (const std::string& name : wordsOf(c.at(0), ','))
     if (isSafeName(name, "avp.klb")) safe += (safe.empty() ? "" : ",") + name;

@@ -15,13 +15,13 @@ Strings wordsOf(const std::string& text, char between) {
   return words;
 }
 
-namespace {
-
 std::string replaced(std::string text, const std::string& what, const std::string& by) {
   for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
     text.replace(at, what.size(), by);
   return text;
 }
+
+namespace {
 
 std::string meaningOf(const std::string& word, const Words& words) {
   const std::string name = word.substr(0, word.find(' ')), rest = word.substr(std::min(name.size() + 1, word.size()));

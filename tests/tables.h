@@ -24,6 +24,8 @@ using Words = std::map<std::string, std::string>;
 // The parts of a text between a character.
 Strings wordsOf(const std::string& text, char between = ' ');
 
+std::string replaced(std::string text, const std::string& what, const std::string& by);
+
 std::string expand(const std::string& cell, const Words& words);
 
 struct Paragraph {
