@@ -58,7 +58,7 @@ const Function lock("lock", [](const Strings& c) {
 const Function rejected("rejected", [](const Strings& c) {
   configure("ServerList=m\n" + c.at(0));
   writeFile(logFile, "");
-  const std::string shown = runUpdatenow().output;
+  std::string shown = runUpdatenow().output;
   EXPECT_NE(readFile(logFile).find("\nUpdate parameters not set\n\nUnlocking update\n"), std::string::npos);
   return shown;
 });
@@ -77,7 +77,8 @@ TEST_F(Command, FindsConfigurationsOnPath) {
   setenv("TZ", "UTC", 1);
   writeFile("folder/dated.conf", "[b]\nz=1\ny=2\n[a]");
   shell("touch -d '2001-02-03 04:05:06' folder/dated.conf");
-  const std::string path = std::getenv("PATH");
+  const char* const known = std::getenv("PATH");
+  const std::string path = known != nullptr ? known : "";
   setenv("PATH", "/no/such::/var/Quorvex/scratch/folder", 1);
   SymbolTable* const table = ini_dyn_load(nullptr, "dated.conf");
   unsetenv("PATH");
