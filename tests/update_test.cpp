@@ -162,7 +162,8 @@ int watch(int event, const char* text, std::int64_t total, std::int64_t done, vo
   const std::string about = text != nullptr ? text : "";
   watcher.events += " " + std::to_string(event) + (about == watcher.mirror ? "M" : about);
   if (total != 0 || done != 0) watcher.events += ":" + std::to_string(done) + "/" + std::to_string(total);
-  return ++watcher.count == watcher.cancelAt ? ProgressCancel : 0;
+  if (++watcher.count == -watcher.cancelAt) DownCancelled = true;
+  return watcher.count == watcher.cancelAt ? ProgressCancel : 0;
 }
 
 const Function events("events", [](const Strings& cells) {
@@ -177,6 +178,7 @@ const Function events("events", [](const Strings& cells) {
   updater.LockUpdate("me");
   DownCancelled = true;  // by an interrupt of before
   const int result = updater.UpdateNow(watch, &watcher);
+  DownCancelled = false;
   return std::to_string(result) + watcher.events + " " + stateOf(format, bases);
 });
 
