@@ -138,6 +138,8 @@ void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& f
   if (mkdtemp(scratch.data()) == nullptr)
     return report.say("the mirrors were not asked", "the temp directory cannot be written to");
   settings.tempPath = scratch.c_str();
+  if (&format == &kKavFormat && QX_KAVUpdater().setValues(settings) == kFailed)
+    report.say("ProxyServer and ProxyPort", "this format takes 64 characters of them at most");
   QX_BDUpdater updater;  // whose wget tells in a log why it failed
   if (updater.setValues(settings) < 0) report.say("ServerList", "no mirror in it can be used");
   const bool https = settings.useHttps != 0;
