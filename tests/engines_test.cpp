@@ -76,15 +76,6 @@ const Function kavDrops("kav_drops", [](const Strings& c) {
   return text;
 });
 
-const Function digest("digest", [](const Strings& c) {
-  writeFile("file", c.at(0));
-  char digits[QX_UTILS::kDigestBytes] = "-";
-  EXPECT_EQ(QX_UTILS::md5sum(".", digits), -1);
-  EXPECT_EQ(QX_UTILS::md5sum("none", digits), -1);
-  EXPECT_STREQ(digits, "-");
-  return std::to_string(QX_UTILS::md5sum("file", digits)) + digits;
-});
-
 const Function versionsIndex("versions_index", [](const Strings& c) {
   if (c.at(0) != "none") writeFile("index", c.at(0));
   std::vector<__QX_AvEntry> list(3);

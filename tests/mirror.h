@@ -22,8 +22,6 @@ class Mirror {
     server_.stop();
     thread_.join();
   }
-  Mirror(const Mirror&) = delete;
-  Mirror& operator=(const Mirror&) = delete;
 
   // Answers "/NAME" with these bodies from now on, everything else with 404.
   void serve(const Tree& tree) {
