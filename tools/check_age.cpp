@@ -5,6 +5,7 @@
 #include <ctime>
 #include <map>
 
+#include "engines/index_set_aside.h"
 #include "engines/text_lines.h"
 #include "tools/check.h"
 #include "update/paths.h"
@@ -33,7 +34,11 @@ int checkAge(const Session& session, double warningAge, double criticalAge) {
   const char* const names[] = {"OK", "WARNING", "CRITICAL"};
   const std::string index = session.installed(session.format->index);
   struct stat found = {};
-  if (stat(index.c_str(), &found) != 0 || found.st_size == 0) {
+  const auto isThere = [&found](const std::string& path) {
+    return stat(path.c_str(), &found) == 0 && found.st_size > 0;
+  };
+  // In the moment in which an installation replaces the index, the old one waits.
+  if (!isThere(index) && !isThere(waitingName(index))) {
     std::printf("UPDATENOW CRITICAL - no installed index %s\n", index.c_str());
     return kCritical;
   }

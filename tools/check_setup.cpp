@@ -9,10 +9,12 @@
 #include <optional>
 #include <sstream>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "engines/bd/bd_updater.h"
 #include "engines/bd/versions_index.h"
+#include "engines/index_name.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/places.h"
 #include "engines/server_list.h"
@@ -93,7 +95,9 @@ std::vector<std::string> writablePaths() {
   std::istringstream words(
       outputOf("systemctl show -p ReadWritePaths --value quorvex-updatenow.service 2>/dev/null"));
   std::vector<std::string> paths;
-  for (std::string path; words >> path;) paths.push_back(path);
+  // "-" and "+" before a path change what becomes of it, not where it is.
+  for (std::string path; words >> path;)
+    if (path.find('/') != std::string::npos) paths.push_back(path.substr(path.find('/')));
   return paths;
 }
 
@@ -110,8 +114,9 @@ void checkUnit(Report& report, const std::vector<std::string>& directories) {
   }
 }
 
-// What wget's log says of a failure, and what to do.
-const char* adviceFor(const std::string& wgetLog) {
+// What wget's log says of a failure, and what to do. The addresses in it are not wget's
+// words, and stand in lines that begin with "--".
+std::string adviceFor(const std::string& wgetLog) {
   static constexpr struct {
     const char* words;
     const char* todo;
@@ -124,12 +129,17 @@ const char* adviceFor(const std::string& wgetLog) {
       {"not found", "it has no index there; look at the path in ServerList"},
   };
   std::string text;
+  std::string last;
   LineReader reader(wgetLog, kLogLineLimit);
-  for (std::string line; reader.next(line);) text += line + "\n";
+  for (std::string line; reader.next(line);) {
+    if (line.rfind("--", 0) == 0) continue;
+    text += line + "\n";
+    if (!line.empty()) last = line;
+  }
   for (char& c : text) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
   for (const auto& [words, todo] : kAdvice)
     if (text.find(words) != std::string::npos) return todo;
-  return "look at what wget says of it";
+  return "wget says: " + printableName(last);
 }
 
 // Fetches the index from each mirror as an update would, into a directory of its own.
@@ -146,7 +156,7 @@ void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& f
   for (const std::string& server : usableServers(settings.serverList, https, nullptr)) {
     const std::string index = scratch + "/" + format.index;
     if (updater.DownloadFile(server.c_str(), format.index, 0, false) != kDone) {
-      report.say("mirror " + server, adviceFor(scratch + "/avupdate_wget.err"));
+      report.say("mirror " + server, adviceFor(scratch + "/avupdate_wget.err").c_str());
       continue;
     }
     const auto klb = readKlb(index);
@@ -168,11 +178,14 @@ int checkSetup(const EngineSettings& settings) {
   report.say(kVersionFile, format != nullptr
                                ? nullptr
                                : "it must begin with 2 or, for BitDefender-format bases, 3");
-  if (!settings.areComplete()) {
-    report.say("the configuration", "run updatenow: it names what is missing");
-    return report.status();
-  }
-  if (format == nullptr) return report.status();
+  if (geteuid() != 0) report.say("who runs this", "run it as root, or it cannot see all");
+  for (const auto& [setting, value] : {std::pair("BasesPath", settings.basePath),
+                                       {"TempPath", settings.tempPath},
+                                       {"ServerList", settings.serverList}})
+    if (value == nullptr) report.say(setting, "set it");
+  if (!settings.isProxyComplete())
+    report.say("the proxy", "set server and port, user and password, or its flags to 0");
+  if (format == nullptr || !settings.areComplete()) return report.status();
 
   const std::string wget = outputOf("wget --version 2>/dev/null");
   report.say("wget",
