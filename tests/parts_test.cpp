@@ -22,10 +22,10 @@ const Function places("places", [](const Strings& c) {
   Session session(kFormat);
   session.log = &log;
   session.basePath = c.at(0);
-  session.tempPath = c.at(1);
+  session.tempPath = session.downloadPath = c.at(1);
   session.backupPath = c.at(2);
   const bool apart = arePlacesApart(session);
-  return (apart ? "apart" : "") + readFile("log");
+  return (!apart ? "" : reachesPlaces(session, c.at(3)) ? "reached" : "apart") + readFile("log");
 });
 
 const Function servers("servers", [](const Strings& c) {
