@@ -15,6 +15,7 @@ std::string echoed(const std::string& word) {
   std::string output;
   std::FILE* const pipe = popen(("printf %s " + word).c_str(), "r");
   require(pipe != nullptr, "a shell");
+  if (pipe == nullptr) return output;  // for analyzers, which do not see into require()
   std::array<char, 4096> buffer{};
   for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
     output.append(buffer.data(), n);

@@ -136,6 +136,7 @@ std::string stateOf(const std::string& format, const std::string& directory) {
 Outcome runUpdatenow(const std::string& before) {
   const std::string command = "export PATH=$PWD/bin:$PATH; exec 2>&1; " + before + " setsid " UPDATENOW;
   std::FILE* const program = popen(command.c_str(), "re");
+  if (program == nullptr) throw std::runtime_error("cannot run " UPDATENOW);
   Outcome outcome;
   char buffer[4096];
   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, program)) > 0;) outcome.output.append(buffer, n);

@@ -153,8 +153,8 @@ class Update : public Installation {
 struct Watcher {
   int cancelAt;
   std::string mirror;
-  std::string events = {};
-  int count = 0;
+  std::string events;
+  int count;
 };
 
 int watch(int event, const char* text, std::int64_t total, std::int64_t done, void* user) {
@@ -172,7 +172,7 @@ const Function events("events", [](const Strings& cells) {
   Mirror mirror;
   mirror.serve(mirrorOf(format, "a:x,b:y", 2));
   configure("ServerList=127.0.0.1:" + mirror.port + ",127.0.0.1:" + mirror.port);
-  Watcher watcher{std::stoi(cells.at(1)), "http://127.0.0.1:" + mirror.port};
+  Watcher watcher{std::stoi(cells.at(1)), "http://127.0.0.1:" + mirror.port, "", 0};
   QX_AVUpdate updater;
   getValues(updateConfig.c_str(), mainConfig.c_str(), &updater);
   updater.LockUpdate("me");

@@ -20,7 +20,7 @@ constexpr mode_t kDirMode = 0775;
 std::optional<std::string> freeName(const std::string& directory, const char* name,
                                     const std::string& taken = "") {
   for (int n = 0; n <= kLastNumber; ++n) {
-    const std::string path = directory + "/" + name + (n > 0 ? std::to_string(n) : "");
+    std::string path = directory + "/" + name + (n > 0 ? std::to_string(n) : "");
     if (!fileExists(path) && path != taken) return path;
   }
   return std::nullopt;
