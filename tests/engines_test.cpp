@@ -64,7 +64,8 @@ const Function kavChanges("kav_changes", [](const Strings& c) {
   const char* const old = lay("kav", c);
   const int result = engine.updater.addToDownload("new", old, sizes, names, signatures, &total);
   std::string text = std::to_string(result) + " " + std::to_string(total);
-  for (std::size_t i = 0; i < names.size(); ++i) text += " " + names[i] + ":" + signatures.at(i).substr(0, 1);
+  for (std::size_t i = 0; i < names.size(); ++i)
+    text += " " + names[i] + ":" + signatures.at(i).substr(0, 1) + (sizes.at(i) < 0 ? "-" : "");
   return text + ";" + readFile("log");
 });
 
