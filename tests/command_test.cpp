@@ -18,11 +18,10 @@ const Function ini("ini", [](const Strings& c) {
   setenv("lower", "l", 1);
   writeFile("test.conf", c.at(0));
   SymbolTable* const table = ini_dyn_load(nullptr, "test.conf");
-  std::string values;
-  for (const std::string& key : wordsOf(c.at(1)))
-    values += std::string(values.empty() ? "" : "~") + sym_get_value(table, key.c_str(), "-");
+  Strings values = wordsOf(c.at(1));
+  for (std::string& value : values) value = sym_get_value(table, std::string(value).c_str(), "-");
   sym_delete_table(table);
-  return values;
+  return joined(values, "~");
 });
 
 const Function display("display", [](const Strings& c) {
@@ -58,7 +57,7 @@ const Function lock("lock", [](const Strings& c) {
 const Function rejected("rejected", [](const Strings& c) {
   configure("ServerList=m\n" + c.at(0));
   writeFile(logFile, "");
-  std::string shown = runUpdatenow().output;
+  std::string shown = outcomeOf("exec " + updatenow).output;
   EXPECT_NE(readFile(logFile).find("\nUpdate parameters not set\n\nUnlocking update\n"), std::string::npos);
   return shown;
 });
@@ -67,7 +66,7 @@ const Function wget("wget_command", [](const Strings& c) {
   install(c.at(0));
   configure(c.at(1) + "\nServerList=m");
   standIn("wget", "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");
-  runUpdatenow("export GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de; exec");
+  outcomeOf("export GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de; exec " + updatenow);
   return readFile("calls");
 });
 

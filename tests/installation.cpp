@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include "engines/bd/utils.h"
 #include "update/update_errors.h"
@@ -17,18 +18,12 @@ namespace {
 
 constexpr std::size_t kBytes = 1024, kSignature = 58;
 
-std::string nameIn(const std::string& file) { return file.substr(0, file.find(':')); }
+std::string nameIn(const std::string& file) { return file.substr(0, file.rfind(':')); }
 
 std::string contentsIn(const std::string& format, const std::string& file) {
-  const std::string letter = file.substr(file.find(':') + 1);
+  const std::string letter = file.substr(file.rfind(':') + 1);
   if (letter.empty()) return "";
   return format == "bd" ? std::string(kBytes, letter[0]) : std::string(kBytes - 2, letter[0]) + "\r\n";
-}
-
-std::string digestOf(const std::string& contents) {
-  char digits[QX_UTILS::kDigestBytes];
-  writeFile("digested", contents);
-  return QX_UTILS::md5sum("digested", digits) == 0 ? digits : "unreadable";
 }
 
 // An index tells its number in its last line.
@@ -67,8 +62,6 @@ void shell(const std::string& command) {
   if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
 }
 
-int openFiles() { return static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {})); }
-
 std::string errorOf(const std::function<void()>& action) {
   try {
     action();
@@ -82,34 +75,35 @@ std::string errorOf(const std::function<void()>& action) {
 
 Tree filesOf(const std::string& format, const std::string& files) {
   Tree tree;
-  for (const std::string& file : wordsOf(files, ',')) tree[nameIn(file)] = contentsIn(format, file);
+  for (const std::string& file : wordsOf(files, ",")) tree[nameIn(file)] = contentsIn(format, file);
   return tree;
 }
 
 Tree mirrorOf(const std::string& format, const std::string& files, int number) {
   Tree tree = filesOf(format, files);
   if (format == "bd") {
-    writeTree("packed/avx", tree);
+    writeTree("packed", std::exchange(tree, {}));
     shell("gzip -nrS .gzip packed");
-    tree.clear();
-    for (const std::string& file : wordsOf(files, ',')) {
-      const std::string name = "avx/" + nameIn(file) + ".gzip";
-      tree[name] = readFile("packed/" + name);
-    }
+    for (const std::string& file : wordsOf(files, ","))
+      tree["avx/" + nameIn(file) + ".gzip"] = readFile("packed/" + nameIn(file) + ".gzip");
   }
-  tree[indexName(format)] = indexOf(format, wordsOf(files, ','), number);
+  tree[indexName(format)] = indexOf(format, wordsOf(files, ","), number);
   return tree;
 }
 
 std::string indexOf(const std::string& format, const Strings& files, int number) {
   std::string text = format == "bd" ? "" : "[bases]\r\n";
-  for (const std::string& file : files)
+  for (const std::string& file : files) {
+    char digest[QX_UTILS::kDigestBytes] = "";
+    writeFile("digested", contentsIn(format, file));
+    QX_UTILS::md5sum("digested", digest);
     if (file.find(':') == std::string::npos)
       text += file + "\r\n";
     else if (format == "bd")
-      text += "+ " + digestOf(contentsIn(format, file)) + " " + nameIn(file) + " 1024\n";
+      text += std::string("+ ") + digest + " " + nameIn(file) + " 1024\n";
     else
       text += "B=" + nameIn(file) + "," + std::string(kSignature, file.back()) + ",1024,\r\n";
+  }
   return number > 0 ? text + lastLine(number) : text;
 }
 
@@ -133,15 +127,15 @@ std::string stateOf(const std::string& format, const std::string& directory) {
   return state.empty() ? "nothing" : state;
 }
 
-Outcome runUpdatenow(const std::string& before) {
-  const std::string command = "export PATH=$PWD/bin:$PATH; exec 2>&1; " + before + " setsid " UPDATENOW;
-  std::FILE* const program = popen(command.c_str(), "re");
-  if (program == nullptr) throw std::runtime_error("cannot run " UPDATENOW);
+Outcome outcomeOf(const std::string& command) {
+  std::FILE* const program = popen(("export PATH=$PWD/bin:$PATH; exec 2>&1; " + command).c_str(), "re");
+  if (program == nullptr) throw std::runtime_error("cannot run " + command);
   Outcome outcome;
   char buffer[4096];
   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, program)) > 0;) outcome.output.append(buffer, n);
   const int status = pclose(program);
   outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  fs::remove_all("bin");
   return outcome;
 }
 
@@ -161,7 +155,7 @@ void install(const std::string& format) {
 void configure(const std::string& lines) {
   std::string paths = "[path]\nBasesPath=" + bases + "\nTempPath=" + temp + "\nBackUpPath=" + backup + "\n";
   std::string settings = "[Update]\nTimeOut=5\nNoOfRetries=2\n";
-  for (const std::string& line : wordsOf(lines, '\n'))
+  for (const std::string& line : wordsOf(lines, "\n"))
     (line.find("Path=") != std::string::npos ? paths : settings) += line + "\n";
   writeFile(mainConfig, paths);
   writeFile(updateConfig, settings);

@@ -23,9 +23,6 @@ void writeTree(const std::string& directory, const Tree& tree);
 // Runs a shell command that must succeed.
 void shell(const std::string& command);
 
-// Descriptors that this program has open.
-int openFiles();
-
 // What the action throws, as text.
 std::string errorOf(const std::function<void()>& action);
 
@@ -41,17 +38,18 @@ std::string indexName(const std::string& format);
 // for a directory that is not there, and directories that are empty, but for Plugins.
 std::string stateOf(const std::string& format, const std::string& directory);
 
-// What the program shows on standard output and error, and its end: the exit status, or
-// the negative signal.
+// What a command shows on standard output and error, and its end: the exit status, or the
+// negative signal.
 struct Outcome {
   std::string output;
   int status;
 };
 
-// Runs the program in a process group of its own, by a shell command that begins with
-// `before`. Commands in the folder bin are first on its PATH.
-Outcome runUpdatenow(const std::string& before = "exec");
+// Runs a shell command, for which alone stand-ins are first on PATH.
+Outcome outcomeOf(const std::string& command);
 void standIn(const std::string& command, const std::string& script);
+// The program, in a process group of its own.
+const std::string updatenow = "setsid " UPDATENOW;
 
 // Makes a new installation for bases of a format, without any, and a scratch directory,
 // the current one.

@@ -57,6 +57,7 @@ class Mirror {
     const std::string how = hows_[name], body = isThere ? bodies_[name] : "no such file";
     lock.unlock();
     response.status = isThere ? 200 : 404;
+    response.set_header("Last-Modified", "Sun, 09 Sep 2001 01:46:40 GMT");
     if (how == "silent") std::this_thread::sleep_for(std::chrono::seconds(2));
     if (how != "cut") return response.set_content(body, "application/octet-stream");
     const auto half = [body](std::size_t at, std::size_t, httplib::DataSink& sink) {

@@ -8,10 +8,10 @@
 namespace {
 
 const Function names("index_name", [](const Strings& c) {
-  std::string safe;
-  for (const std::string& name : wordsOf(c.at(0), ','))
-    if (isSafeName(name, "avp.klb")) safe += (safe.empty() ? "" : ",") + name;
-  return safe;
+  Strings safe;
+  for (const std::string& name : wordsOf(c.at(0), ","))
+    if (isSafeName(name, "avp.klb")) safe.push_back(name);
+  return joined(safe, ",");
 });
 
 const Function places("places", [](const Strings& c) {
@@ -29,10 +29,7 @@ const Function places("places", [](const Strings& c) {
 });
 
 const Function servers("servers", [](const Strings& c) {
-  std::string joined;
-  for (const std::string& server : usableServers(c.at(0), c.at(1) == "https", nullptr))
-    joined += (joined.empty() ? "" : " ") + server;
-  return joined;
+  return joined(usableServers(c.at(0), c.at(1) == "https", nullptr), " ");
 });
 
 }  // namespace

@@ -2,17 +2,25 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "tests/installation.h"
 
-Strings wordsOf(const std::string& text, char between) {
-  std::istringstream stream(text);
+Strings wordsOf(const std::string& text, const std::string& between) {
   Strings words;
-  for (std::string word; std::getline(stream, word, between);) words.push_back(word);
+  for (std::size_t at = 0, end = 0; at < text.size(); at = end + between.size()) {
+    end = std::min(text.find(between, at), text.size());
+    words.push_back(text.substr(at, end - at));
+  }
   return words;
+}
+
+std::string joined(const Strings& words, const std::string& between) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : between) + word;
+  return text;
 }
 
 std::string replaced(std::string text, const std::string& what, const std::string& by) {
@@ -24,34 +32,27 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 namespace {
 
 std::string meaningOf(const std::string& word, const Words& words) {
-  const std::string name = word.substr(0, word.find(' ')), rest = word.substr(std::min(name.size() + 1, word.size()));
+  const std::string name = word.substr(0, word.find(' '));
   const std::size_t star = word.find('*');
   std::string text;
-  if (word.empty()) return text;
-  if (star != std::string::npos && std::isdigit(word[0]) != 0) {
+  if (star != std::string::npos) {
     for (int times = std::stoi(word); times > 0; --times) text += word.substr(star + 1);
     return text;
   }
-  if (const auto found = words.find(rest.empty() ? word : name + " **"); found != words.end())
-    return expand(rest.empty() ? found->second : replaced(found->second, "**", rest), words);
-  const auto found = words.find(name + " *");
+  const auto found = words.find(name == word ? word : name + " *");
   if (found == words.end()) throw std::runtime_error("no such word: " + word);
-  for (const std::string& one : wordsOf(rest, ',')) text += expand(replaced(found->second, "*", one), words);
+  if (name == word) return expand(found->second, words);
+  for (const std::string& one : wordsOf(word.substr(name.size() + 1), ","))
+    text += expand(replaced(found->second, "*", one), words);
   return text;
 }
 
-Strings cellsOf(std::string line) {
-  Strings cells;
-  for (std::size_t at = 0; (at = line.find(" | ")) != std::string::npos; line.erase(0, at + 3))
-    cells.push_back(line.substr(0, at));
-  cells.push_back(line);
-  return cells;
-}
-
-std::map<std::string, std::function<std::string(const Strings&)>>& functions() {
-  static std::map<std::string, std::function<std::string(const Strings&)>> all;
+std::map<std::string, Function::Body>& functions() {
+  static std::map<std::string, Function::Body> all;
   return all;
 }
+
+auto openFiles() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 class FunctionTest : public Installation {
  public:
@@ -60,7 +61,7 @@ class FunctionTest : public Installation {
  private:
   void TestBody() override {
     const auto function = functions().at(paragraph.header);
-    const int open = openFiles();
+    const auto open = openFiles();
     eachRow(paragraph, words, [&](const Strings& cells) { EXPECT_EQ(function(cells), cells.back()); });
     EXPECT_EQ(openFiles(), open) << "descriptors";
   }
@@ -96,7 +97,7 @@ void eachRow(const Paragraph& paragraph, const Words& words, const std::function
   for (const Paragraph::Row& row : paragraph.rows) {
     const testing::ScopedTrace trace(paragraph.path.c_str(), row.line, row.text);
     try {
-      Strings cells = cellsOf(row.text);
+      Strings cells = wordsOf(row.text, " | ");
       for (std::string& cell : cells) cell = expand(cell, words);
       action(cells);
     } catch (const std::exception& error) {
@@ -105,13 +106,11 @@ void eachRow(const Paragraph& paragraph, const Words& words, const std::function
   }
 }
 
-Function::Function(const std::string& name, std::function<std::string(const Strings&)> function) {
-  functions()[name] = std::move(function);
-}
+Function::Function(const std::string& name, const Body& body) { functions()[name] = body; }
 
 void registerTable(const std::string& path) {
   std::vector<Paragraph> paragraphs;
-  Words words;
+  Words words{{"", ""}};
   int number = 0;
   for (const std::string& file : {SOURCE_DIR "/tests/cases/words.txt" + std::string(), path}) {
     std::ifstream stream(file);

@@ -9,8 +9,8 @@
 //     CELL | CELL            the row goes on
 //
 // In a cell \n, \r, \t, \\ and \xHH are escapes, {} is nothing, {3*ab} is "ababab".
-// {WORD x,y} is the word "WORD *" once for x and once for y, or "WORD **" with both. The
-// words of cases/words.txt are everybody's.
+// {WORD x,y} is the word "WORD *" once for x and once for y. The words of cases/words.txt
+// are everybody's.
 #pragma once
 
 #include <functional>
@@ -21,8 +21,9 @@
 using Strings = std::vector<std::string>;
 using Words = std::map<std::string, std::string>;
 
-// The parts of a text between a character.
-Strings wordsOf(const std::string& text, char between = ' ');
+// The parts of a text between others, the last one not empty; and the text again.
+Strings wordsOf(const std::string& text, const std::string& between = " ");
+std::string joined(const Strings& words, const std::string& between);
 
 std::string replaced(std::string text, const std::string& what, const std::string& by);
 
@@ -48,5 +49,6 @@ void registerUpdates(const Paragraph& paragraph, Words words);
 // A function under test, which paragraphs "== NAME" are about: it gets a row's cells and
 // gives the text that the last of them must be.
 struct Function {
-  Function(const std::string& name, std::function<std::string(const Strings&)> function);
+  using Body = std::function<std::string(const Strings&)>;
+  Function(const std::string& name, const Body& body);
 };
