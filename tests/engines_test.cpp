@@ -99,11 +99,8 @@ const Function bdChanges("bd_changes", [](const Strings& c) {
 const Function wgetError("wget_error", [](const Strings& c) {
   Engine<QX_BDUpdater> engine;
   std::string told;
-  const auto keep = [](int event, const char* text, std::int64_t, std::int64_t, void* user) {
-    *static_cast<std::string*>(user) += std::to_string(event) + text;
-    return 0;
-  };
-  engine.updater.setCallback(keep, &told);
+  Watch keep = [&told](int event, auto& text, auto, auto) { return told += std::to_string(event) + text, 0; };
+  engine.updater.setCallback(callWatch, &keep);
   writeFile(temp + "/avupdate_wget.err", c.at(0));
   if (c.at(0).empty()) shell("rm " + temp + "/avupdate_wget.err");
   const int code = engine.updater.DownloadError("f");

@@ -160,3 +160,7 @@ void configure(const std::string& lines) {
   writeFile(mainConfig, paths);
   writeFile(updateConfig, settings);
 }
+
+int callWatch(int event, const char* text, std::int64_t total, std::int64_t done, void* watch) {
+  return (*static_cast<Watch*>(watch))(event, text != nullptr ? text : "", total, done);
+}

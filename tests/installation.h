@@ -58,6 +58,10 @@ void install(const std::string& format);
 // Writes both configuration files; lines "Key = value" come after the defaults.
 void configure(const std::string& lines);
 
+// A callback of an update, by which the published ones are told.
+using Watch = std::function<int(int event, const std::string& text, std::int64_t total, std::int64_t done)>;
+int callWatch(int event, const char* text, std::int64_t total, std::int64_t done, void* watch);
+
 class Installation : public testing::Test {
  public:
   Installation() { install("kav"); }

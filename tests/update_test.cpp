@@ -1,9 +1,9 @@
 // Whole updates: the real program, the real wget. The head of tests/cases/updates.txt
 // says how they are written.
 
-#include <cmath>
 #include <ctime>
 #include <filesystem>
+#include <regex>
 
 #include "app/interrupt.h"
 #include "app/progress.h"
@@ -13,17 +13,11 @@
 
 namespace {
 
-// With a word for the process number, or the time of now, that follows until the line's end.
-std::string masked(std::string text, const std::string& after, const std::string& word) {
-  for (std::size_t at = 0; (at = text.find(after, at)) != std::string::npos; at += after.size()) {
-    const std::size_t begin = at + after.size(), size = std::min(text.find('\n', begin), text.size()) - begin;
-    tm time{};
-    time.tm_isdst = -1;
-    const bool isNow = strptime(text.c_str() + begin, "%a %b %e %T %Y", &time) != nullptr &&
-                       std::abs(std::difftime(mktime(&time), std::time(nullptr))) < 60;
-    if (word == "PID" || isNow) text.replace(begin, size, word);
-  }
-  return text;
+// With words for the process number and the time of now.
+std::string masked(std::string text) {
+  for (std::time_t time = std::time(nullptr), before = time - 60; time > before; --time)
+    text = replaced(text, replaced(std::ctime(&time), "\n", ""), "TIME");
+  return std::regex_replace(text, std::regex("updatenow:\\d+"), "updatenow:PID");
 }
 
 class Update : public Installation {
@@ -59,11 +53,12 @@ class Update : public Installation {
 
   void published(const std::string& files, int number) { mirror.serve(onMirror = mirrorOf(format, files, number)); }
 
-  void step(const std::string& name, const Strings& cells) {
-    const std::string text = cells.size() > 1 ? cells[1] : "", rest = cells.size() > 2 ? cells[2] : "";
+  void step(const std::string& name, Strings cells) {
+    cells.resize(4);
+    const std::string &text = cells[1], &rest = cells[2], &last = cells[3];
     if (untold.count(name) != 0) {
       tell(name, text);
-      if (cells.size() > 2) tell("backup", rest);
+      if (!rest.empty()) tell("backup", rest);
       return;
     }
     settle();
@@ -75,18 +70,25 @@ class Update : public Installation {
     if (name == "shell") return shell("cd /var/Quorvex && " + text);
     if (name == "stand-in") return standIn(text, rest);
     if (name == "with") return before = text, void();
-    if (name == "command") return command(text, rest, cells.at(3));
-    if (name == "run") {
-      run(text, rest);
-    } else if (name == "updates") {
-      const std::string files = text.empty() ? "a,b,c" : text, count = std::to_string(wordsOf(files, ",").size());
-      run(expand("{start}{bars" + count + "}{downloaded}{done}", words),
-          expand("{begun}{got " + files + "}{saving}{put " + files + "}{ended}", words));
-      untold["bases"] = text.empty() ? "a:x,b:y,c:z,index:2" : rest;
-    } else {
-      FAIL() << "no such step";
-    }
-    if (cells.size() > 3) untold["bases"] = cells[3];
+    if (name == "command") return command(text, rest, last);
+    if (name == "run") return run(text, rest, last);
+    if (name == "updates") return updates(text, rest);
+    FAIL() << "no such step";
+  }
+
+  // A command that ends with the status and says this, or nothing.
+  static void command(const std::string& status, const std::string& text, const std::string& said) {
+    const Outcome outcome = outcomeOf(text);
+    EXPECT_EQ(std::to_string(outcome.status), status) << outcome.output;
+    EXPECT_TRUE(said.empty() ? outcome.output.empty() : outcome.output.find(said) != std::string::npos)
+        << outcome.output;
+  }
+
+  void updates(const std::string& changed, const std::string& state) {
+    const std::string files = changed.empty() ? "a,b,c" : changed, count = std::to_string(wordsOf(files, ",").size());
+    run(expand("{start}{bars" + count + "}{downloaded}{done}", words),
+        expand("{begun}{got " + files + "}{saving}{put " + files + "}{ended}", words),
+        changed.empty() ? "a:x,b:y,c:z,index:2" : state);
   }
 
   void answer(const std::string& file, const std::string& how) {
@@ -100,7 +102,7 @@ class Update : public Installation {
 
   // Runs an update that shows and logs this. What follows in the paragraph tells what it
   // has left; what is not told of must be as before, or as it always is.
-  void run(const std::string& console, const std::string& log) {
+  void run(const std::string& console, const std::string& log, const std::string& state) {
     untold = {{"bases", now("bases")}, {"backup", now("backup")}, {"temp", "nothing"}, {"lock", ""}, {"status", "0"}};
     untold["asked for"] = "*";
     std::filesystem::remove(logFile);
@@ -115,13 +117,7 @@ class Update : public Installation {
     EXPECT_EQ(now("log"), log);
     if (log.find("av database at " + backup + "\n") != std::string::npos)
       untold["backup"] = replaced(untold["bases"], ",waiting:1", "");
-  }
-
-  static void command(const std::string& wantedStatus, const std::string& text, const std::string& said) {
-    const Outcome outcome = outcomeOf(text);
-    EXPECT_EQ(std::to_string(outcome.status), wantedStatus) << outcome.output;
-    EXPECT_TRUE(said.empty() ? outcome.output.empty() : outcome.output.find(said) != std::string::npos)
-        << outcome.output;
+    if (!state.empty()) untold["bases"] = state;
   }
 
   void tell(const std::string& what, const std::string& text) {
@@ -138,12 +134,11 @@ class Update : public Installation {
   std::string now(const std::string& what) {
     if (what == "status") return std::to_string(status);
     if (what == "asked for") return mirror.takeRequests();
-    if (what == "bases") return stateOf(format, bases);
-    if (what == "backup") return stateOf(format, backup);
-    if (what == "temp") return stateOf(format, temp);
-    return masked(masked(readFile(what == "lock" ? lockFile : logFile), "updatenow:", "PID"), " server ", "TIME");
+    if (const auto place = places.find(what); place != places.end()) return stateOf(format, place->second);
+    return masked(readFile(what == "lock" ? lockFile : logFile));
   }
 
+  const Words places{{"bases", bases}, {"backup", backup}, {"temp", temp}};
   const std::string format;
   const Paragraph paragraph;
   Words words;
@@ -155,36 +150,28 @@ class Update : public Installation {
   Words untold;  // of the last run: what -> what it must be
 };
 
-struct Watcher {
-  int cancelAt;
-  std::string mirror;
-  std::string events;
-  int count;
-};
-
-int watch(int event, const char* text, std::int64_t total, std::int64_t done, void* user) {
-  Watcher& watcher = *static_cast<Watcher*>(user);
-  const std::string about = text != nullptr ? text : "";
-  watcher.events += " " + std::to_string(event) + (about == watcher.mirror ? "M" : about);
-  if (total != 0 || done != 0) watcher.events += ":" + std::to_string(done) + "/" + std::to_string(total);
-  if (++watcher.count == -watcher.cancelAt) DownCancelled = true;
-  return watcher.count == watcher.cancelAt ? ProgressCancel : 0;
-}
-
 const Function events("events", [](const Strings& cells) {
   const std::string& format = cells.at(0);
   install(format);
   Mirror mirror;
   mirror.serve(mirrorOf(format, "a:x,b:y", 2));
-  configure("ServerList=127.0.0.1:" + mirror.port + ",127.0.0.1:" + mirror.port);
-  Watcher watcher{std::stoi(cells.at(1)), "http://127.0.0.1:" + mirror.port, "", 0};
+  const std::string server = "127.0.0.1:" + mirror.port;
+  configure("ServerList=" + server + "," + server);
+  std::string told;
+  int count = 0;
+  Watch watch = [&](int event, const std::string& text, std::int64_t total, std::int64_t done) {
+    told += " " + std::to_string(event) + replaced(text, "http://" + server, "M");
+    if (total != 0 || done != 0) told += ":" + std::to_string(done) + "/" + std::to_string(total);
+    if (++count == -std::stoi(cells.at(1))) DownCancelled = true;
+    return count == std::stoi(cells.at(1)) ? ProgressCancel : 0;
+  };
   QX_AVUpdate updater;
   getValues(updateConfig.c_str(), mainConfig.c_str(), &updater);
   updater.LockUpdate("me");
   DownCancelled = true;  // by an interrupt of before
-  const int result = updater.UpdateNow(watch, &watcher);
+  const int result = updater.UpdateNow(callWatch, &watch);
   DownCancelled = false;
-  return std::to_string(result) + watcher.events + " " + stateOf(format, bases);
+  return std::to_string(result) + told + " " + stateOf(format, bases);
 });
 
 }  // namespace
