@@ -59,21 +59,16 @@ const Function signature("signature", [](const Strings& c) {
 const Function kavChanges("kav_changes", [](const Strings& c) {
   Engine<QX_KAVUpdater> engine;
   std::vector<std::int32_t> sizes;
-  Strings names, signatures;
+  Strings names, signatures, dropped;
   std::int32_t total = -7;
   const char* const old = lay("kav", c);
   const int result = engine.updater.addToDownload("new", old, sizes, names, signatures, &total);
   std::string text = std::to_string(result) + " " + std::to_string(total);
   for (std::size_t i = 0; i < names.size(); ++i)
     text += " " + names[i] + ":" + signatures.at(i).substr(0, 1) + (sizes.at(i) < 0 ? "-" : "");
-  return text + ";" + readFile("log");
-});
-
-const Function kavDrops("kav_drops", [](const Strings& c) {
-  Strings list;
-  lay("kav", c);
-  const int result = Engine<QX_KAVUpdater>().updater.addToDelete("new", "old", list);
-  return std::to_string(result) + " " + joined(list, " ");
+  text += ";" + readFile("log");
+  if (old != nullptr) text += std::to_string(engine.updater.addToDelete("new", old, dropped)) + " dropped:";
+  return text + joined(dropped, " ");
 });
 
 const Function versionsIndex("versions_index", [](const Strings& c) {

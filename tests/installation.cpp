@@ -26,11 +26,8 @@ std::string contentsIn(const std::string& format, const std::string& file) {
   return format == "bd" ? std::string(kBytes, letter[0]) : std::string(kBytes - 2, letter[0]) + "\r\n";
 }
 
-// An index tells its number in its last line.
-std::string lastLine(int number) {
-  const std::string text = std::to_string(number);
-  return ";" + std::string(kSignature - 1 - text.size(), ' ') + text + "\r\n";
-}
+// Of an index, by its number.
+std::string lastLine(int number) { return ";" + std::string(kSignature - 1, static_cast<char>('0' + number)) + "\r\n"; }
 
 std::string labelOf(const std::string& format, const std::string& contents) {
   for (const int number : {1, 2})
@@ -146,7 +143,7 @@ void standIn(const std::string& command, const std::string& script) {
 
 void install(const std::string& format) {
   fs::current_path("/");
-  shell("umount " + bases + " " + backup + " 2>/dev/null; rm -rf /opt/Quorvex/* /var/Quorvex/*");
+  shell("umount " + backup + " 2>/dev/null; rm -rf /opt/Quorvex/* /var/Quorvex/*");
   shell("mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run /var/Quorvex/var/log /var/Quorvex/scratch " + bases);
   fs::current_path("/var/Quorvex/scratch");
   writeFile("/opt/Quorvex/etc/qxav-ver", format == "bd" ? "3\n" : "2\n");

@@ -28,8 +28,7 @@ const Function places("places", [](const Strings& c) {
   return (!apart ? "" : reachesPlaces(session, c.at(3)) ? "reached" : "apart") + readFile("log");
 });
 
-const Function servers("servers", [](const Strings& c) {
-  return joined(usableServers(c.at(0), c.at(1) == "https", nullptr), " ");
-});
+const Function servers(
+    "servers", [](const Strings& c) { return joined(usableServers(c.at(0), c.at(1) == "https", nullptr), " "); });
 
 }  // namespace
