@@ -94,10 +94,10 @@ std::string expand(const std::string& cell, const Words& words) {
 
 void eachRow(const Paragraph& paragraph, const Words& words, const std::function<void(const Strings&)>& action) {
   EXPECT_FALSE(paragraph.rows.empty()) << paragraph.header;
-  for (const Paragraph::Row& row : paragraph.rows) {
-    const testing::ScopedTrace trace(paragraph.path.c_str(), row.line, row.text);
+  for (const auto& [line, text] : paragraph.rows) {
+    const testing::ScopedTrace trace(paragraph.path.c_str(), line, text);
     try {
-      Strings cells = wordsOf(row.text, " | ");
+      Strings cells = wordsOf(text, " | ");
       for (std::string& cell : cells) cell = expand(cell, words);
       action(cells);
     } catch (const std::exception& error) {
@@ -111,10 +111,9 @@ Function::Function(const std::string& name, const Body& body) { functions()[name
 void registerTable(const std::string& path) {
   std::vector<Paragraph> paragraphs;
   Words words{{"", ""}};
-  int number = 0;
   for (const std::string& file : {SOURCE_DIR "/tests/cases/words.txt" + std::string(), path}) {
     std::ifstream stream(file);
-    number = 0;
+    int number = 0;
     for (std::string line; std::getline(stream, line);) {
       ++number;
       const std::size_t defines = line.find(" := ");
@@ -124,7 +123,7 @@ void registerTable(const std::string& path) {
       else if (defines != std::string::npos)
         words[line.substr(0, defines)] = line.substr(defines + 4);
       else if (line[0] == ' ')
-        paragraphs.back().rows.back().text += line.substr(line.find_first_not_of(' '));
+        paragraphs.back().rows.back().second += line.substr(line.find_first_not_of(' '));
       else
         paragraphs.back().rows.push_back({number, line});
     }
@@ -133,6 +132,6 @@ void registerTable(const std::string& path) {
     if (paragraph.header.find(' ') != std::string::npos)
       registerUpdates(paragraph, words);
     else
-      testing::RegisterTest("Function", paragraph.header.c_str(), nullptr, nullptr, path.c_str(), number,
-          [=]() -> Installation* { return new FunctionTest(paragraph, words); });
+      testing::RegisterTest("Function", paragraph.header.c_str(), nullptr, nullptr, path.c_str(),
+          paragraph.rows.at(0).first, [=]() -> Installation* { return new FunctionTest(paragraph, words); });
 }

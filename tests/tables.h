@@ -30,12 +30,8 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 std::string expand(const std::string& cell, const Words& words);
 
 struct Paragraph {
-  struct Row {
-    int line;
-    std::string text;
-  };
   std::string path, header;
-  std::vector<Row> rows;
+  std::vector<std::pair<int, std::string>> rows;  // line and text
 };
 
 // Does something with every row's cells; a row that fails is shown.

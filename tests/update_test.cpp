@@ -182,6 +182,6 @@ void registerUpdates(const Paragraph& paragraph, Words words) {
       words["variant"] = header[i];
       const std::string name = header[1] + (header[i].empty() ? "" : "/" + header[i]);
       testing::RegisterTest(format == "bd" ? "Bd" : "Kav", name.c_str(), nullptr, nullptr, paragraph.path.c_str(),
-          paragraph.rows.at(0).line, [=]() -> Installation* { return new Update(format, paragraph, words); });
+          paragraph.rows.at(0).first, [=]() -> Installation* { return new Update(format, paragraph, words); });
     }
 }
