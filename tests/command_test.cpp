@@ -19,7 +19,7 @@ const Function ini("ini", [](const Strings& c) {
   writeFile("test.conf", c.at(0));
   SymbolTable* const table = ini_dyn_load(nullptr, "test.conf");
   Strings values = wordsOf(c.at(1));
-  for (std::string& value : values) value = sym_get_value(table, std::string(value).c_str(), "-");
+  for (std::string& value : values) value = sym_get_value(table, value.c_str(), "-");
   sym_delete_table(table);
   return joined(values, "~");
 });
@@ -110,7 +110,7 @@ TEST_F(Command, RunsOnlyWithSettingsAndLock) {
   EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }), "Update operation already locked");
   EXPECT_EQ(updater.UnLockUpdate(), 0);
   EXPECT_EQ(access(lockFile.c_str(), F_OK), -1);
-  EXPECT_EQ(getValues(nullptr, mainConfig.c_str(), &updater) + UpdateVirus(nullptr), -2);
+  EXPECT_EQ(getValues(nullptr, mainConfig.c_str(), &updater) + UpdateVirus(nullptr) + UpdateVirus(&updater), -3);
 }
 
 }  // namespace

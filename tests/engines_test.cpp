@@ -94,7 +94,10 @@ const Function bdChanges("bd_changes", [](const Strings& c) {
 const Function wgetError("wget_error", [](const Strings& c) {
   Engine<QX_BDUpdater> engine;
   std::string told;
-  Watch keep = [&told](int event, auto& text, auto, auto) { return told += std::to_string(event) + text, 0; };
+  Watch keep = [&told](int event, auto& text, auto, auto) {
+    told += std::to_string(event) + text;
+    return 0;
+  };
   engine.updater.setCallback(callWatch, &keep);
   writeFile(temp + "/avupdate_wget.err", c.at(0));
   if (c.at(0).empty()) shell("rm " + temp + "/avupdate_wget.err");
@@ -113,6 +116,7 @@ TEST_F(Engines, RefuseWhatCannotBe) {
   EXPECT_EQ(kav.updater.SetCallback(nullptr, nullptr) + bd.updater.setCallback(nullptr, nullptr), -2);
   EXPECT_EQ(set(kav.updater, nullptr, "ftp://m") + set(bd.updater, nullptr, "ftp://m"), -6);
   kav.updater.Dealloc();
+  EXPECT_EQ(std::getenv("http_proxy"), nullptr);
   bd.updater.DeallocMemory();
   EXPECT_EQ(kav.updater.update() + kav.updater.DownloadFile("f", "m", 1, 0) + kav.updater.updatePerServer("m"), -3);
   EXPECT_EQ(bd.updater.updateNow() + bd.updater.MakeDirs() + bd.updater.UpdatePerServer("m"), -3);

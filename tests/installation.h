@@ -58,7 +58,7 @@ void install(const std::string& format);
 // Writes both configuration files; lines "Key = value" come after the defaults.
 void configure(const std::string& lines);
 
-// A callback of an update, by which the published ones are told.
+// A callback as a function object: engines get callWatch, and the object as their data.
 using Watch = std::function<int(int event, const std::string& text, std::int64_t total, std::int64_t done)>;
 int callWatch(int event, const char* text, std::int64_t total, std::int64_t done, void* watch);
 

@@ -21,7 +21,7 @@
 using Strings = std::vector<std::string>;
 using Words = std::map<std::string, std::string>;
 
-// The parts of a text between others, the last one not empty; and the text again.
+// The words of a text with something between them, an empty last one left out; and back.
 Strings wordsOf(const std::string& text, const std::string& between = " ");
 std::string joined(const Strings& words, const std::string& between);
 
