@@ -3,7 +3,6 @@
 
 #include <ctime>
 #include <filesystem>
-#include <regex>
 
 #include "app/interrupt.h"
 #include "app/progress.h"
@@ -17,7 +16,12 @@ namespace {
 std::string masked(std::string text) {
   for (std::time_t time = std::time(nullptr), before = time - 60; time > before; --time)
     text = replaced(text, replaced(std::ctime(&time), "\n", ""), "TIME");
-  return std::regex_replace(text, std::regex("updatenow:\\d+"), "updatenow:PID");
+  const std::string owner = "updatenow:";
+  for (std::size_t at = 0; (at = text.find(owner, at)) != std::string::npos;) {
+    at += owner.size();
+    text.replace(at, text.find_first_not_of("0123456789", at) - at, "PID");
+  }
+  return text;
 }
 
 class Update : public Installation {
