@@ -69,12 +69,11 @@ TEST_F(Command, FindsConfigurationsOnPath) {
   setenv("TZ", "UTC", 1);
   writeFile("folder/dated.conf", "[b]\nz=1\ny=2\n[a]");
   shell("touch -d '2001-02-03 04:05:06' folder/dated.conf");
-  const std::string path = std::getenv("PATH");
   setenv("PATH", "/no/such::/var/Quorvex/scratch/folder", 1);
   SymbolTable* const table = ini_dyn_load(nullptr, "dated.conf");
   unsetenv("PATH");
   EXPECT_EQ(ini_dyn_load(table, "folder/dated.conf"), table);
-  setenv("PATH", path.c_str(), 1);
+  setenv("PATH", "/usr/local/bin:/usr/bin:/bin", 1);
   EXPECT_EQ(ini_dyn_load(table, "no/such.conf"), table);
   std::string symbols;
   for (const Symbol* s = table->symbols; s != nullptr; s = s->next) symbols += s->name + "=" + s->value + " ";
@@ -92,13 +91,15 @@ TEST_F(Command, LogAppendsCutsAndRefuses) {
   EXPECT_EQ(errorOf([&] { log.Log(none); }), "Invalid NULL log formate");
   EXPECT_EQ(readFile("log"), "before\na:7\n" + std::string(1022, ' '));
   log.Stop();
-  EXPECT_EQ(log.Start("no/log"), -1);
+  EXPECT_EQ(log.Start(nullptr), 0);
+  EXPECT_EQ(QX_AVUpdateLog("log").Start("no/log"), -1);
   EXPECT_EQ(errorOf([] { QX_AVUpdateLog(nullptr).Start(nullptr); }), "Invalid NULL file Name");
 }
 
 TEST_F(Command, RunsOnlyWithSettingsAndLock) {
   QX_AVUpdate updater;
   EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), "Invalid AV database path");
+  EXPECT_EQ(errorOf([] { throw QX_AVUpdateExceptions(8); }), "Invalid proxy server authrasiation parameters");
   updater.SetValues("/b", "/t", nullptr, 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "ftp://x");
   EXPECT_EQ(errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
       "Invalid AV database path");

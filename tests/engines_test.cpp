@@ -111,8 +111,9 @@ TEST_F(Engines, RefuseWhatCannotBe) {
   Engine<QX_KAVUpdater> kav;
   Engine<QX_BDUpdater> bd;
   EXPECT_EQ(set(kav.updater, &kav.log, "m", std::string(59, 'h').c_str()), 0);
-  EXPECT_EQ(set(kav.updater, &kav.log, "m", std::string(60, 'h').c_str()), -1) << "an address of 65 characters";
-  EXPECT_EQ(set(kav.updater, &kav.log, nullptr) + set(bd.updater, &kav.log, nullptr), -2);
+  EXPECT_EQ(set(kav.updater, &bd.log, "m", std::string(60, 'h').c_str()), -1) << "an address of 65 characters";
+  EXPECT_EQ(set(kav.updater, &kav.log, nullptr) + set(bd.updater, &bd.log, nullptr), -2);
+  EXPECT_EQ(readFile("log"), "KLOG: Invalid update arameters to set\nLOG: Invalid update parameters to set\n");
   EXPECT_EQ(kav.updater.SetCallback(nullptr, nullptr) + bd.updater.setCallback(nullptr, nullptr), -2);
   EXPECT_EQ(set(kav.updater, nullptr, "ftp://m") + set(bd.updater, nullptr, "ftp://m"), -6);
   kav.updater.Dealloc();
