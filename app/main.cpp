@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 #include "app/interrupt.h"
 #include "app/update_command.h"
@@ -15,14 +16,18 @@
 namespace {
 
 constexpr int kRootGroup = 0;
+constexpr char kDefaultPath[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
-// Mends what a careless starter may have left, and what it may do yet.
+// Repairs descriptors, mask, signals and environment that the caller left in an unusual
+// state.
 void prepareProcess() {
   // A standard descriptor that is closed would be the number of our next file,
   // and the display would write into it.
   int descriptor = 0;
   while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDWR);
   if (descriptor >= 0) close(descriptor);
+  // Commands and configuration files are looked up there.
+  setenv("PATH", kDefaultPath, 0);
   // Scanners that are not root read the bases; nobody else writes them or the lock.
   umask(022);
   // Ignored, it would take the commands' exit statuses away.

@@ -2,15 +2,22 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <set>
+
+#include "app/interrupt.h"
+#include "engines/index_name.h"
+#include "engines/journal.h"
+
 Attempt::Attempt(Session& attemptSession, const char* url)
     : session(attemptSession),
       server(url),
-      downloadedIndex(session.downloaded(session.format->index)),
-      installedIndex(session.installed(session.format->index)) {}
+      downloadedIndex(session.places.downloaded(session.format->index)),
+      installedIndex(session.places.installed(session.format->index)) {}
 
 int Attempt::begin(const std::function<int()>& transferIndex) {
   if (!session.tell(ProgressDownloadStarted, server)) return kCancelled;
-  predecessor = putIndexBack(installedIndex);
+  if (recover(session) != kDone) return kFailed;
   const EngineFormat& format = *session.format;
   const int result = session.fetch(format.index, 0, false, transferIndex);
   if (result == kCancelled) unlink(downloadedIndex.c_str());
@@ -19,13 +26,33 @@ int Attempt::begin(const std::function<int()>& transferIndex) {
   return kFailed;
 }
 
-int Attempt::endUpToDate(const std::function<bool(const std::string&)>& lists) const {
+int Attempt::endUpToDate() const {
   if (!session.tell(ProgressAlreadyUpdated, server)) return kCancelled;
-  if ((predecessor == Unfinished::NoIndex || !lists(installedIndex)) && lists(downloadedIndex))
-    (void)IndexSetAside(installedIndex).replaceBy(downloadedIndex);
+  if (wantsIndex()) {
+    Installation installation(session, wanted, downloadedIndex);
+    (void)installation.installIndex();
+    if (!installation.isComplete())
+      writeLog(session.log, "%sError installing %s\n", session.format->prefix,
+               session.format->index);
+  }
   writeLog(session.log, "%sNo update found. Virus database is up to date\n",
            session.format->prefix);
   return kDone;
+}
+
+// A page that lists nothing, or an index that is short for a moment, never replaces one
+// that lists more.
+bool Attempt::wantsIndex() const {
+  if (hasSameContents(downloadedIndex, installedIndex)) return false;
+  const auto coming = session.format->read(downloadedIndex);
+  const auto installed = session.format->read(installedIndex);
+  // An interrupt cuts the lists.
+  if (!coming || coming->empty() || DownCancelled) return false;
+  std::set<std::string> names;
+  for (const Wanted& file : *coming) names.insert(normalisedName(file.name));
+  return !installed || std::all_of(installed->begin(), installed->end(), [&](const Wanted& file) {
+    return names.count(normalisedName(file.name)) != 0;
+  });
 }
 
 bool Attempt::beginInstallation(bool downloadsAreThere) {

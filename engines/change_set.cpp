@@ -4,7 +4,6 @@
 
 #include "app/interrupt.h"
 #include "engines/index_name.h"
-#include "engines/places.h"
 
 std::int32_t totalSize(const std::vector<Wanted>& wanted) {
   std::int32_t sum = 0;
@@ -23,10 +22,10 @@ int cannotRead(const Session& session, const std::string& index) {
   return kFailed;
 }
 
-bool refusesName(const Session& session, const std::string& name) {
-  if (!name.empty() && isSafeName(name, session.format->index) && !reachesPlaces(session, name))
+bool NameJudge::refuses(const std::string& name) {
+  if (!name.empty() && isSafeName(name, session_.format->index) && !targets_.reachPlaces(name))
     return false;
-  writeLog(session.log, "%sInvalid file name (%s)\n", session.format->prefix,
+  writeLog(session_.log, "%sInvalid file name (%s)\n", session_.format->prefix,
            printableName(name).c_str());
   return true;
 }

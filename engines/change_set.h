@@ -3,14 +3,6 @@
 
 #include "engines/session.h"
 
-// A file of a change set: its name on the server and in the download directory, what
-// proves it (signature or digest), and its listed size in bytes.
-struct Wanted {
-  std::string name;
-  std::string proof;
-  std::int32_t size;
-};
-
 // The sum of the sizes; it wraps, see addBytes().
 std::int32_t totalSize(const std::vector<Wanted>& wanted);
 
@@ -21,9 +13,19 @@ std::int32_t listedSize(const std::string& text);
 // Tells the log that an index cannot be read, and returns kFailed.
 [[nodiscard]] int cannotRead(const Session& session, const std::string& index);
 
-// Whether a name that a downloaded index lists must not be fetched, as it is empty or
-// would reach something else than a file of the database; the log names it then.
-[[nodiscard]] bool refusesName(const Session& session, const std::string& name);
+// Judges the names that one downloaded index lists.
+class NameJudge {
+ public:
+  explicit NameJudge(const Session& session) : session_(session), targets_(session.places) {}
+
+  // Whether a name must not be fetched, as it is empty or would reach something else than
+  // a file of the database. The log names it then.
+  [[nodiscard]] bool refuses(const std::string& name);
+
+ private:
+  const Session& session_;
+  FetchTargets targets_;
+};
 
 // Where the downloads of a change set ended: kDone after the last one, otherwise what
 // `failed` came to, kCancelled or negative.

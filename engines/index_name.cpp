@@ -4,8 +4,6 @@
 #include <cstring>
 #include <vector>
 
-#include "engines/index_set_aside.h"
-
 namespace {
 
 bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
@@ -22,6 +20,8 @@ std::vector<std::string_view> componentsOf(std::string_view name) {
 
 }  // namespace
 
+std::string journalName(const std::string& index) { return "." + index + ".journal"; }
+
 std::string normalisedName(std::string_view name) {
   std::string normal;
   for (const std::string_view component : componentsOf(name))
@@ -36,7 +36,7 @@ bool isSafeName(std::string_view name, const std::string& index) {
   for (const std::string_view component : componentsOf(name))
     if (component == "..") return false;
   const std::string normal = normalisedName(name);
-  return normal != index && normal != waitingName(index);
+  return normal != index && normal.substr(0, normal.find('/')) != journalName(index);
 }
 
 bool isPlainName(std::string_view name, const std::string& index) {

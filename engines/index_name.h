@@ -5,11 +5,14 @@
 #include <string>
 #include <string_view>
 
+// The name of the folder in which an installation keeps its journal, beside the index.
+std::string journalName(const std::string& index);
+
 // Whether a name stays below the directory that it is joined to and stands for a
 // file of the database: it is not absolute, holds neither a ".." component nor a
-// control character, and is neither the index's own name nor the one under which the
-// index waits, however that is written. An index comes over plain HTTP: it may never
-// write or delete anything else.
+// control character, and stands neither for the index itself nor for anything in its
+// journal, however that is written. An index comes over plain HTTP: it may never write or
+// delete anything else.
 bool isSafeName(std::string_view name, const std::string& index);
 
 // Whether a name is safe and written in the one usual way: it is not empty and
@@ -19,7 +22,7 @@ bool isPlainName(std::string_view name, const std::string& index);
 // The name without the components that lead nowhere, empty ones and ".".
 std::string normalisedName(std::string_view name);
 
-// A refused name for the log: '?' for each control character.
+// A text of an index for the log: '?' stands for each control character.
 std::string printableName(std::string_view name);
 
 // A listed name, ready to be compared with very many others: their last bytes,

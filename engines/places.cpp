@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 
+#include "engines/index_name.h"
+#include "system/files.h"
 #include "update/paths.h"
 
 namespace fs = std::filesystem;
@@ -10,6 +15,33 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kOwn[] = {kConfigDirectory, kLockDirectory, kLogDirectory};
+
+// A directory, by its path and by its place on the file system that is mounted there. The
+// second one tells that two mounts show the same directory.
+struct Location {
+  fs::path path;
+  std::string device;  // empty when it is not known
+  fs::path onDevice;
+};
+
+bool isOrLiesIn(const fs::path& path, const fs::path& directory) {
+  return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first ==
+         directory.end();
+}
+
+// A path of /proc/self/mountinfo, where blanks and the like are written as "\040".
+fs::path unescaped(const std::string& text) {
+  std::string path;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] == '\\' && at + 3 < text.size()) {
+      path += static_cast<char>(std::strtol(text.substr(at + 1, 3).c_str(), nullptr, 8));
+      at += 3;
+    } else {
+      path += text[at];
+    }
+  }
+  return path;
+}
 
 fs::path resolved(const std::string& path) {
   std::error_code error;
@@ -19,46 +51,86 @@ fs::path resolved(const std::string& path) {
   return normal.has_filename() ? normal : normal.parent_path();  // no final slash
 }
 
-// Also when the directory is mounted in two places.
-bool isOrHolds(const std::string& directory, const std::string& path) {
-  const fs::path holder = resolved(directory);
-  std::error_code error;
-  for (fs::path place = resolved(path);; place = place.parent_path()) {
-    if (place == holder || fs::equivalent(place, holder, error)) return true;
-    if (!place.has_relative_path()) return false;
+Location locate(const std::string& directory) {
+  Location location{resolved(directory), "", ""};
+  std::ifstream mounts("/proc/self/mountinfo");
+  fs::path longest;
+  for (std::string line; std::getline(mounts, line);) {
+    std::istringstream fields(line);
+    std::string id, parent, device, root, point;
+    fields >> id >> parent >> device >> root >> point;
+    const fs::path mountPoint = unescaped(point);
+    // Of several mounts at one place the last one is seen.
+    if (!isOrLiesIn(location.path, mountPoint) || !isOrLiesIn(mountPoint, longest)) continue;
+    longest = mountPoint;
+    location.device = device;
+    const fs::path below = location.path.lexically_relative(mountPoint);
+    location.onDevice = below == "." ? unescaped(root) : unescaped(root) / below;
   }
+  return location;
+}
+
+// Also when the directory has other names: by a mount, or where case does not count.
+bool isOrHolds(const Location& directory, const Location& place) {
+  if (!place.device.empty() && place.device == directory.device &&
+      isOrLiesIn(place.onDevice, directory.onDevice))
+    return true;
+  std::error_code error;
+  for (fs::path above = place.path;; above = above.parent_path()) {
+    if (above == directory.path || fs::equivalent(above, directory.path, error)) return true;
+    if (!above.has_relative_path()) return false;
+  }
+}
+
+bool isOrHolds(const std::string& directory, const std::string& place) {
+  return isOrHolds(locate(directory), locate(place));
 }
 
 }  // namespace
 
-bool arePlacesApart(const Session& session) {
-  if (!session.isOpen()) return true;
-  const auto refuse = [&session](const char* what, const std::string& path, const char* how,
-                                 const std::string& other) {
-    writeLog(session.log, "%s%s directory %s is or %s %s\n", session.format->prefix, what,
-             path.c_str(), how, other.c_str());
+bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* log) {
+  if (places.base.empty()) return true;
+  const auto refuse = [&](const char* what, const std::string& path, const char* how,
+                          const std::string& other) {
+    writeLog(log, "%s%s directory %s is or %s %s\n", prefix, what, path.c_str(), how,
+             other.c_str());
     return false;
   };
-  const std::string& base = session.basePath;
-  const std::string backup = session.backupPath.value_or("");
-  if (isOrHolds(base, session.tempPath))
-    return refuse("Temp", session.tempPath, "lies in the database", base);
-  if (backup.empty()) return true;
-  if (isOrHolds(base, backup)) return refuse("Backup", backup, "lies in the database", base);
-  std::vector<std::string> places{base, session.tempPath};
-  places.insert(places.end(), std::begin(kOwn), std::end(kOwn));
-  for (const std::string& place : places)
-    if (isOrHolds(backup, place)) return refuse("Backup", backup, "holds", place);
+  if (isOrHolds(places.base, places.temp))
+    return refuse("Temp", places.temp, "lies in the database", places.base);
+  if (!places.backup) return true;
+  const std::string& backup = *places.backup;
+  if (isOrHolds(places.base, backup))
+    return refuse("Backup", backup, "lies in the database", places.base);
+  std::vector<std::string> others{places.base, places.temp};
+  others.insert(others.end(), std::begin(kOwn), std::end(kOwn));
+  for (const std::string& other : others)
+    if (isOrHolds(backup, other)) return refuse("Backup", backup, "holds", other);
   return true;
 }
 
-// Only a name with a folder in it can leave the directory that it is fetched into. Where
-// that lies in such a place itself, nothing is reached by the name.
-bool reachesPlaces(const Session& session, const std::string& name) {
-  if (name.find('/') == std::string::npos) return false;
-  const auto holds = [&session, target = session.downloaded(name)](const std::string& place) {
-    return !place.empty() && isOrHolds(place, target) && !isOrHolds(place, session.downloadPath);
-  };
-  return holds(session.basePath) || holds(session.backupPath.value_or("")) ||
-         std::any_of(std::begin(kOwn), std::end(kOwn), holds);
+// A download directory that lies in such a place itself reaches nothing new by a name.
+FetchTargets::FetchTargets(const Places& places) : download_(places.download) {
+  std::vector<std::string> all(std::begin(kOwn), std::end(kOwn));
+  all.push_back(places.base);
+  if (places.backup) all.push_back(*places.backup);
+  for (const std::string& place : all)
+    if (!place.empty() && !isOrHolds(place, download_)) guarded_.push_back(place);
+}
+
+// Only a name with a folder in it can leave the directory that it is fetched into. wget
+// makes no folders, so nothing is reached behind one that does not exist.
+bool FetchTargets::reachPlaces(const std::string& name) {
+  const std::string plain = normalisedName(name);
+  for (std::size_t slash = plain.find('/'); slash != std::string::npos;
+       slash = plain.find('/', slash + 1)) {
+    const std::string folder = plain.substr(0, slash);
+    if (known_.count(folder) != 0) continue;
+    const std::string path = download_ + "/" + folder;
+    if (!fileExists(path)) return false;
+    const auto holds = [&path](const std::string& place) { return isOrHolds(place, path); };
+    if (std::any_of(guarded_.begin(), guarded_.end(), holds)) return true;
+    known_.insert(folder);
+  }
+  return false;
 }

@@ -27,10 +27,11 @@ int Session::open(const EngineSettings& settings, const std::string& proxyAddres
   if (settings.useProxy != 0) proxy = std::make_unique<ExportedProxy>(proxyAddress);
   servers = usableServers(settings.serverList, settings.useHttps != 0, log);
   if (servers.empty()) return kNoServers;
-  if (settings.backupPath != nullptr) backupPath = settings.backupPath;
-  tempPath = settings.tempPath;
-  downloadPath = tempPath;
-  basePath = settings.basePath;
+  // An empty one would stand for the root directory in the commands.
+  if (settings.backupPath != nullptr && *settings.backupPath != '\0')
+    places.backup = settings.backupPath;
+  places.temp = places.download = settings.tempPath;
+  places.base = settings.basePath;
   return kDone;
 }
 

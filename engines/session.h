@@ -10,15 +10,10 @@
 #include <vector>
 
 #include "app/progress.h"
+#include "engines/format.h"
+#include "engines/places.h"
 #include "engines/result.h"
 #include "update/update_log.h"
-
-// What tells one format's messages and files from another's.
-struct EngineFormat {
-  const char* prefix;      // of its log lines
-  const char* index;       // the index's name, beside the bases and on a server
-  bool stopsBetweenFiles;  // DownCancelled is looked at there, too
-};
 
 // setValues' fourteen values, in their order; views of the caller's texts, which may be
 // null where a flag does not call for them.
@@ -58,7 +53,7 @@ class ExportedProxy {
 };
 
 // Owns copies of the settings, borrows the log and the watcher's user pointer. A
-// session that is not open knows no server and has empty paths. Releasing a
+// session that is not open knows no server and has empty places. Releasing a
 // configuration is assigning a new session.
 class Session {
  public:
@@ -69,7 +64,7 @@ class Session {
   // known then and the proxy exported, but the session is not open. Throws
   // std::bad_alloc.
   [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
-  bool isOpen() const { return !basePath.empty(); }
+  bool isOpen() const { return !places.base.empty(); }
   bool usesProxy() const { return proxy != nullptr; }
 
   // Returns kDone, or kFailed after a line in the log for a null callback, which
@@ -88,16 +83,10 @@ class Session {
   [[nodiscard]] int fetch(const char* file, std::int32_t size, bool notify,
                           const std::function<int()>& transfer);
 
-  std::string downloaded(const std::string& name) const { return downloadPath + "/" + name; }
-  std::string installed(const std::string& name) const { return basePath + "/" + name; }
-
   const EngineFormat* format;
   QX_AVUpdateLog* log = nullptr;
   std::vector<std::string> servers;
-  std::string basePath;
-  std::string tempPath;
-  std::string downloadPath;  // where files are fetched: at first tempPath
-  std::optional<std::string> backupPath;
+  Places places;
   std::int32_t totalBytes = 0;  // of the change set being fetched, as listed
   std::int32_t doneBytes = 0;
 

@@ -1,5 +1,7 @@
 #include "engines/text_lines.h"
 
+#include <algorithm>
+
 namespace {
 
 void removeTrailing(std::string& text, char c) {
@@ -10,12 +12,16 @@ void removeTrailing(std::string& text, char c) {
 }  // namespace
 
 LineReader::LineReader(const std::string& path, std::size_t limit)
-    : file_(path), buffer_(limit + 1, '\0') {}
+    : file_(openFile(path)), limit_(limit) {}
 
 bool LineReader::next(std::string& line) {
-  if (!file_.good()) return false;
-  file_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-  line.assign(buffer_, 0, buffer_.find('\0'));
+  if (!isOpen() || ended_) return false;
+  line.clear();
+  int c = getc_unlocked(file_.get());
+  for (; c != EOF && c != '\n' && line.size() < limit_; c = getc_unlocked(file_.get()))
+    line += static_cast<char>(c);
+  ended_ = c != '\n';
+  line.resize(std::min(line.find('\0'), line.size()));
   return true;
 }
 

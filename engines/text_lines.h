@@ -1,8 +1,9 @@
 // Text files, indexes and wget's log, as lines.
 #pragma once
 
-#include <fstream>
 #include <string>
+
+#include "system/files.h"
 
 // Reads a text file line by line. A line longer than the limit gives its first
 // `limit` characters and ends the reading. A line ends at a NUL that it holds.
@@ -10,15 +11,19 @@ class LineReader {
  public:
   LineReader(const std::string& path, std::size_t limit);
 
-  bool isOpen() const { return file_.is_open(); }
+  bool isOpen() const { return file_ != nullptr; }
+
+  // Whether a read failed, so that lines are missing. Asked for at the end.
+  bool failed() const { return isOpen() && std::ferror(file_.get()) != 0; }
 
   // Gives the next line without its line feed; false when there is none. The
   // end of the file may give one more, empty line.
   [[nodiscard]] bool next(std::string& line);
 
  private:
-  std::ifstream file_;
-  std::string buffer_;
+  File file_;
+  const std::size_t limit_;
+  bool ended_ = false;
 };
 
 // Characters of an index line that are taken.

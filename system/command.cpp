@@ -14,6 +14,7 @@
 namespace {
 
 constexpr useconds_t kPollPauseUs = 250;
+constexpr int kMaxReadFailures = 1000;  // in a row; then the pipe is broken for good
 
 // Once, before the first command.
 void prepareEnvironment() {
@@ -22,15 +23,19 @@ void prepareEnvironment() {
   (void)prepared;
 }
 
-// Discards a command's output until the command closes it or DownCancelled is set.
+// Discards a command's output until the command closes it or DownCancelled is set. A
+// failure is tried again at once, but not for ever.
 void drain(int output) {
   fcntl(output, F_SETFL, O_NONBLOCK);
   char text[1024];
+  int failures = 0;
   do {
     const ssize_t length = read(output, text, sizeof text - 1);
     if (length == 0) return;
-    if (length < 0 && errno == EAGAIN) usleep(kPollPauseUs);
-  } while (!DownCancelled);
+    const bool failed = length < 0 && errno != EAGAIN;
+    failures = failed ? failures + 1 : 0;
+    if (length < 0 && !failed) usleep(kPollPauseUs);
+  } while (!DownCancelled && failures < kMaxReadFailures);
 }
 
 // What a terminal or a service manager sends to end a program.

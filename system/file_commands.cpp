@@ -5,11 +5,13 @@
 #include "system/shell_word.h"
 
 int copyFile(const std::string& from, const std::string& to) {
+  // cp would wait for somebody who reads it.
+  if (isPipe(to)) removeFile(to);
   return runInstallation("cp -pf " + shellWord(from) + " " + shellWord(to) + kQuietly);
 }
 
 int copyTree(const std::string& from, const std::string& to) {
-  const std::string source = isMountPoint(to) || isSymbolicLink(from) ? from + "/." : from;
+  const std::string source = isDirectory(to) || isSymbolicLink(from) ? from + "/." : from;
   return runInstallation("cp -prf " + shellWord(source) + " " + shellWord(to) + kQuietly);
 }
 

@@ -5,12 +5,12 @@
 
 #include <string>
 
-// cp -pf: replaces the file `to`.
+// cp -pf: replaces the file `to`, also where that is a pipe.
 [[nodiscard]] int copyFile(const std::string& from, const std::string& to);
 
-// cp -prf: makes `to`, which does not exist, a copy of the directory. Into a mount
-// point, which cannot be removed, the contents are copied; a symbolic link `from`
-// stands for the directory that it leads to.
+// cp -prf: makes `to`, which should not exist, a copy of the directory `from`. Into a
+// directory that is still there, a mount point for instance, the contents are copied. A
+// symbolic link `from` stands for the directory that it leads to.
 int copyTree(const std::string& from, const std::string& to);
 
 // rm -rf

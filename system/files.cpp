@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 
@@ -16,7 +17,9 @@ bool onDirectory(const std::string& directory, int (*call)(int)) {
   const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) return false;
   const bool done = call(descriptor) == 0;
+  const int error = errno;
   close(descriptor);
+  errno = error;
   return done;
 }
 
@@ -28,7 +31,18 @@ fs::file_type typeOf(const std::string& path) {
 }  // namespace
 
 File openFile(const std::string& path, const char* mode) {
-  return File(std::fopen(path.c_str(), (mode + std::string("e")).c_str()));
+  const int flags = *mode == 'r'   ? O_RDONLY
+                    : *mode == 'w' ? O_WRONLY | O_CREAT | O_TRUNC
+                                   : O_WRONLY | O_CREAT | O_APPEND;
+  // Without O_NONBLOCK the opening of a pipe would wait for its other end.
+  const int descriptor = open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+  struct stat status = {};
+  if (descriptor < 0) return nullptr;
+  if (fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode)) &&
+      fcntl(descriptor, F_SETFL, flags) == 0)
+    if (std::FILE* const file = fdopen(descriptor, mode)) return File(file);
+  close(descriptor);
+  return nullptr;
 }
 
 bool fileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
@@ -39,15 +53,13 @@ bool isRegularFile(const std::string& path) { return typeOf(path) == fs::file_ty
 
 bool isSymbolicLink(const std::string& path) { return typeOf(path) == fs::file_type::symlink; }
 
-bool isMountPoint(const std::string& path) {
-  struct statx status = {};
-  return statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0 &&
-         (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-}
+bool isDirectory(const std::string& path) { return typeOf(path) == fs::file_type::directory; }
 
-bool isEmptyDirectory(const std::string& path) {
-  std::error_code error;
-  return fs::is_directory(path, error) && fs::is_empty(path, error);
+bool isPipe(const std::string& path) { return typeOf(path) == fs::file_type::fifo; }
+
+bool isThere(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0;
 }
 
 bool hasContents(const std::string& path) {
@@ -70,6 +82,27 @@ bool hasSameContents(const std::string& a, const std::string& b) {
   return std::ferror(first.get()) == 0 && std::ferror(second.get()) == 0;
 }
 
+bool isSameEntry(const std::string& a, const std::string& b) {
+  const fs::file_type type = typeOf(a);
+  if (type != typeOf(b) || type == fs::file_type::not_found) return false;
+  std::error_code error;
+  if (type == fs::file_type::symlink)
+    return fs::read_symlink(a, error) == fs::read_symlink(b, error);
+  return type != fs::file_type::regular || hasSameContents(a, b);
+}
+
+bool removeFile(const std::string& path) { return unlink(path.c_str()) == 0 || errno == ENOENT; }
+
+bool discard(const std::string& path) {
+  std::error_code error;
+  fs::remove_all(path, error);
+  errno = error.value();
+  return !error;
+}
+
 bool syncFileSystem(const std::string& directory) { return onDirectory(directory, syncfs); }
 
-void syncDirectory(const std::string& directory) { onDirectory(directory, fsync); }
+// Some file systems have nothing to bring onto the disk for a directory.
+bool syncDirectory(const std::string& directory) {
+  return onDirectory(directory, fsync) || errno == EINVAL;
+}

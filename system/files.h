@@ -10,21 +10,22 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// fopen() with a descriptor that no command inherits; null when it fails.
+// fopen() with a descriptor that no command inherits. Null when it fails, and for anything
+// but a regular file or a device such as /dev/null: a pipe could hold the program for ever.
+// The modes are "r", "w" and "a".
 [[nodiscard]] File openFile(const std::string& path, const char* mode = "r");
 
 bool fileExists(const std::string& path);
 bool isReadable(const std::string& path);
 
-// A file that is neither a directory nor a link.
+// Whether there is an entry of that name, also a link that leads nowhere.
+bool isThere(const std::string& path);
+
+// What the entry itself is. A link is none of these but a link.
 bool isRegularFile(const std::string& path);
 bool isSymbolicLink(const std::string& path);
-
-// Whether another file system, or a part of one, is mounted there.
-bool isMountPoint(const std::string& path);
-
-// True for a directory that can be read and holds nothing.
-bool isEmptyDirectory(const std::string& path);
+bool isDirectory(const std::string& path);
+bool isPipe(const std::string& path);
 
 // False for a missing file and for one without contents.
 bool hasContents(const std::string& path);
@@ -32,9 +33,20 @@ bool hasContents(const std::string& path);
 // Whether two files can be read and have the same bytes.
 [[nodiscard]] bool hasSameContents(const std::string& a, const std::string& b);
 
-// Brings everything that was written to the file system of a directory onto the
-// disk. Whether that worked.
+// Whether two entries are the same: two files with the same bytes, two links to the same
+// target, or two entries of the same other kind.
+[[nodiscard]] bool isSameEntry(const std::string& a, const std::string& b);
+
+// Removes an entry that is no directory. True also when there was none.
+bool removeFile(const std::string& path);
+
+// Removes an entry, a directory with all that is in it. Links are not followed. True also
+// when there was none; errno tells why not.
+bool discard(const std::string& path);
+
+// Brings everything that was written to the file system of a directory onto the disk.
+// Returns whether that worked.
 [[nodiscard]] bool syncFileSystem(const std::string& directory);
 
 // The same for the names in the directory alone.
-void syncDirectory(const std::string& directory);
+[[nodiscard]] bool syncDirectory(const std::string& directory);

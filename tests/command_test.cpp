@@ -64,7 +64,7 @@ const Function settings("settings", [](const Strings& c) {
   return calls.empty() ? shown + log.substr(log.find('\n')) : calls;
 });
 
-class Command : public Installation {};
+class Command : public OnMachine {};
 
 TEST_F(Command, FindsConfigurationsOnPath) {
   setenv("TZ", "UTC", 1);

@@ -36,8 +36,16 @@ const char* lay(const std::string& format, const Strings& c) {
   return c.at(0).empty() ? nullptr : "old";
 }
 
+// A file that can be opened and not be read, or one of these contents.
+void layIndex(const std::string& contents) {
+  if (contents == "unreadable")
+    shell("ln -sfn /proc/self/mem index");
+  else if (contents != "none")
+    shell("rm -f index"), writeFile("index", contents);
+}
+
 const Function klbIndex("klb_index", [](const Strings& c) {
-  if (c.at(0) != "none") writeFile("index", c.at(0));
+  layIndex(c.at(0));
   Strings list{"old"};
   const int count = QX_KAVUpdater::GetDownloadList("index", list);
   return std::to_string(count - static_cast<int>(list.size())) + ";" + joined(list, ";");
@@ -72,7 +80,7 @@ const Function kavChanges("kav_changes", [](const Strings& c) {
 });
 
 const Function versionsIndex("versions_index", [](const Strings& c) {
-  if (c.at(0) != "none") writeFile("index", c.at(0));
+  layIndex(c.at(0));
   std::vector<__QX_AvEntry> list(3);
   const int count = QX_BDUpdater::GetDownloadList("index", list);
   std::string entries = std::to_string(count - static_cast<int>(list.size()));
@@ -105,7 +113,7 @@ const Function wgetError("wget_error", [](const Strings& c) {
   return std::to_string(code) + ";" + told + ";" + readFile("log");
 });
 
-class Engines : public Installation {};
+class Engines : public OnMachine {};
 
 TEST_F(Engines, RefuseWhatCannotBe) {
   Engine<QX_KAVUpdater> kav;
@@ -114,6 +122,7 @@ TEST_F(Engines, RefuseWhatCannotBe) {
   EXPECT_EQ(set(kav.updater, &bd.log, "m", std::string(60, 'h').c_str()), -1) << "an address of 65 characters";
   EXPECT_EQ(set(kav.updater, &kav.log, nullptr) + set(bd.updater, &bd.log, nullptr), -2);
   EXPECT_EQ(readFile("log"), "KLOG: Invalid update arameters to set\nLOG: Invalid update parameters to set\n");
+  EXPECT_EQ(bd.updater.GetCurrentAVBackup() + bd.updater.RevertCurrentBackup(), -2) << "an empty backup path";
   EXPECT_EQ(kav.updater.SetCallback(nullptr, nullptr) + bd.updater.setCallback(nullptr, nullptr), -2);
   EXPECT_EQ(set(kav.updater, nullptr, "ftp://m") + set(bd.updater, nullptr, "ftp://m"), -6);
   kav.updater.Dealloc();

@@ -37,6 +37,12 @@ std::string labelOf(const std::string& format, const std::string& contents) {
   return contents == contentsIn(format, ":" + letter) ? letter : "?";
 }
 
+// The indexes of before and to come, and "+" when it names a backup.
+std::string journalOf(const std::string& format, const std::string& folder) {
+  const auto index = [&](const char* part) { return labelOf(format, readFile(folder + part)); };
+  return index("/before") + index("/coming") + (fs::exists(folder + "/backup") ? "+" : "");
+}
+
 }  // namespace
 
 std::string readFile(const std::string& path) {
@@ -112,11 +118,11 @@ std::string stateOf(const std::string& format, const std::string& directory) {
   Words labels;
   for (const auto& entry : fs::recursive_directory_iterator(directory)) {
     const std::string name = entry.path().lexically_relative(directory);
-    if (entry.is_regular_file())
-      labels[name == index                      ? "index"
-             : name == "." + index + ".waiting" ? "waiting"
-                                                : name] = ":" + labelOf(format, readFile(entry.path()));
-    else if (fs::is_empty(entry) && name != "Plugins")
+    if (name == "." + index + ".journal/paths")
+      labels["journal"] = ":" + journalOf(format, entry.path().parent_path());
+    else if (name.find(".journal/") == std::string::npos && entry.is_regular_file())
+      labels[name == index ? "index" : name] = ":" + labelOf(format, readFile(entry.path()));
+    else if (fs::is_directory(entry) && fs::is_empty(entry) && name != "Plugins")
       labels[name] = "/";
   }
   std::string state;

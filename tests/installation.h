@@ -2,7 +2,8 @@
 //
 // "a:x,Plugins/b:y" are two files, each 1 KiB of its letter (with the signature line, in
 // the format that has one); "a:" is an empty one. An index is written by its number, as
-// "index:2", also where it waits, as "waiting:2". The formats are "kav" and "bd".
+// "index:2", an open journal by the indexes of before (if any) and to come, and "+"
+// when it names a backup, as "journal:12+". The formats are "kav" and "bd".
 #pragma once
 
 #include <gtest/gtest.h>
@@ -62,7 +63,7 @@ void configure(const std::string& lines);
 using Watch = std::function<int(int event, const std::string& text, std::int64_t total, std::int64_t done)>;
 int callWatch(int event, const char* text, std::int64_t total, std::int64_t done, void* watch);
 
-class Installation : public testing::Test {
+class OnMachine : public testing::Test {
  public:
-  Installation() { install("kav"); }
+  OnMachine() { install("kav"); }
 };

@@ -15,17 +15,14 @@ const Function names("index_name", [](const Strings& c) {
 });
 
 const Function places("places", [](const Strings& c) {
-  shell("rm -f log && mkdir -p base/sub temp && ln -sfn base link");
+  shell("rm -f log && mkdir -p base/sub temp backup mount/x && ln -sfn base link && mkdir -p base/sub/x && "
+        "{ mountpoint -q mount || mount --bind base/sub mount; }");
   QX_AVUpdateLog log("log");
   log.Start(nullptr);
-  static constexpr EngineFormat kFormat{"LOG: ", "i", false};
-  Session session(kFormat);
-  session.log = &log;
-  session.basePath = c.at(0);
-  session.tempPath = session.downloadPath = c.at(1);
-  session.backupPath = c.at(2);
-  const bool apart = arePlacesApart(session);
-  return (!apart ? "" : reachesPlaces(session, c.at(3)) ? "reached" : "apart") + readFile("log");
+  Places p{c.at(0), c.at(1), c.at(1), {}};
+  if (!c.at(2).empty()) p.backup = c.at(2);
+  const bool apart = arePlacesApart(p, "LOG: ", &log);
+  return (!apart ? "" : FetchTargets(p).reachPlaces(c.at(3)) ? "reached" : "apart") + readFile("log");
 });
 
 const Function servers(

@@ -54,7 +54,7 @@ std::map<std::string, Function::Body>& functions() {
 
 auto openFiles() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
-class FunctionTest : public Installation {
+class FunctionTest : public OnMachine {
  public:
   FunctionTest(Paragraph rows, Words rowWords) : paragraph(std::move(rows)), words(std::move(rowWords)) {}
 
@@ -132,5 +132,5 @@ void registerTable(const std::string& path) {
       registerUpdates(paragraph, words);
     else
       testing::RegisterTest("Function", paragraph.header.c_str(), nullptr, nullptr, path.c_str(),
-          paragraph.rows.at(0).first, [=]() -> Installation* { return new FunctionTest(paragraph, words); });
+          paragraph.rows.at(0).first, [=]() -> OnMachine* { return new FunctionTest(paragraph, words); });
 }

@@ -24,7 +24,7 @@ std::string masked(std::string text) {
   return text;
 }
 
-class Update : public Installation {
+class Update : public OnMachine {
  public:
   Update(std::string basesFormat, Paragraph steps, Words texts)
       : format(std::move(basesFormat)), paragraph(std::move(steps)), words(std::move(texts)) {
@@ -116,9 +116,11 @@ class Update : public Installation {
     const std::size_t prepended = shown.find("Prepended http://");
     if (prepended != std::string::npos) shown.erase(prepended, shown.find('\n', prepended) + 1 - prepended);
     EXPECT_EQ(shown, console);
-    EXPECT_EQ(now("log"), log);
-    if (log.find("av database at " + backup + "\n") != std::string::npos)
-      untold["backup"] = replaced(untold["bases"], ",waiting:1", "");
+    if (log != "*") {
+      EXPECT_EQ(now("log"), log);
+    }
+    if (now("log").find("av database at " + backup + "\n") != std::string::npos)
+      untold["backup"] = untold["bases"];
     if (!state.empty()) untold["bases"] = state;
   }
 
@@ -186,6 +188,6 @@ void registerUpdates(const Paragraph& paragraph, Words words) {
       words["variant"] = header[i];
       const std::string name = header[1] + (header[i].empty() ? "" : "/" + header[i]);
       testing::RegisterTest(format == "bd" ? "Bd" : "Kav", name.c_str(), nullptr, nullptr, paragraph.path.c_str(),
-          paragraph.rows.at(0).first, [=]() -> Installation* { return new Update(format, paragraph, words); });
+          paragraph.rows.at(0).first, [=]() -> OnMachine* { return new Update(format, paragraph, words); });
     }
 }

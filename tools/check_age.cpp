@@ -5,7 +5,7 @@
 #include <ctime>
 #include <map>
 
-#include "engines/index_set_aside.h"
+#include "engines/index_name.h"
 #include "engines/text_lines.h"
 #include "tools/check.h"
 #include "update/paths.h"
@@ -32,13 +32,14 @@ std::map<std::string, double> readState() {
 
 int checkAge(const Session& session, double warningAge, double criticalAge) {
   const char* const names[] = {"OK", "WARNING", "CRITICAL"};
-  const std::string index = session.installed(session.format->index);
+  const std::string index = session.places.installed(session.format->index);
   struct stat found = {};
   const auto isThere = [&found](const std::string& path) {
     return stat(path.c_str(), &found) == 0 && found.st_size > 0;
   };
-  // In the moment in which an installation replaces the index, the old one waits.
-  if (!isThere(index) && !isThere(waitingName(index))) {
+  // In the moment in which an installation replaces the index, its journal has the old one.
+  if (!isThere(index) &&
+      !isThere(session.places.installed(journalName(session.format->index)) + "/before")) {
     std::printf("UPDATENOW CRITICAL - no installed index %s\n", index.c_str());
     return kCritical;
   }

@@ -1,15 +1,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
-#include <optional>
 #include <system_error>
 
-#include "engines/bd/bd_updater.h"
-#include "engines/bd/utils.h"
-#include "engines/bd/versions_index.h"
 #include "engines/index_name.h"
-#include "engines/index_set_aside.h"
-#include "engines/kav/kav_updater.h"
 #include "system/files.h"
 #include "tools/check.h"
 
@@ -17,49 +11,29 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The files that an index lists: name -> signature or digest. Nothing when it cannot be
-// read.
-std::optional<std::map<std::string, std::string>> listedFiles(const EngineFormat& format,
-                                                              const std::string& index) {
-  std::map<std::string, std::string> listed;
-  if (&format == &kKavFormat) {
-    const auto entries = readKlb(index);
-    if (!entries) return std::nullopt;
-    for (const std::string& entry : *entries)
-      if (const auto name = entryName(entry))
-        listed[normalisedName(*name)] = std::string(entrySignature(entry).value_or(""));
-  } else {
-    const auto entries = readVersions(index);
-    if (!entries) return std::nullopt;
-    for (const __QX_AvEntry& entry : *entries) listed[normalisedName(entry.fileName)] = entry.md5;
-  }
-  return listed;
-}
-
-bool isListedFile(const EngineFormat& format, const std::string& path, const std::string& proof) {
-  return (&format == &kKavFormat ? signatureLine(path) : md5Of(path)) == proof;
-}
-
+// Whether an unfinished run has left it.
 bool isLeftOver(const EngineFormat& format, const std::string& name) {
-  const std::size_t suffix = name.rfind(kBdSuffix);
-  return name == waitingName(format.index) ||
-         (&format == &kBdFormat && suffix != std::string::npos &&
-          suffix + std::string(kBdSuffix).size() == name.size());
+  const std::string suffix = format.suffix;
+  return name == journalName(format.index) ||
+         (!suffix.empty() && name.size() > suffix.size() &&
+          name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0);
 }
 
 }  // namespace
 
 int checkFiles(const Session& session, const std::string& directory) {
   const EngineFormat& format = *session.format;
-  const auto listed = listedFiles(format, directory + "/" + format.index);
-  if (!listed) {
+  const auto files = format.read(directory + "/" + format.index);
+  if (!files) {
     std::printf("no index: %s/%s\n", directory.c_str(), format.index);
     return kCritical;
   }
+  std::map<std::string, std::string> listed;  // name -> proof
+  for (const Wanted& file : *files) listed[normalisedName(file.name)] = file.proof;
   int status = kOk;
-  for (const auto& [name, proof] : *listed) {
+  for (const auto& [name, proof] : listed) {
     const std::string path = directory + "/" + name;
-    if (isListedFile(format, path, proof)) continue;
+    if (format.proofOf(path) == proof) continue;
     std::printf("%s: %s\n", fileExists(path) ? "different" : "missing", name.c_str());
     status = kCritical;
   }
@@ -68,13 +42,15 @@ int checkFiles(const Session& session, const std::string& directory) {
        !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
     const std::string name = entry->path().lexically_relative(directory);
     // The scanner's own cache changes at any time.
-    if (entry->is_directory(error) || name == format.index || name == "Plugins/cache.000" ||
-        listed->count(name) != 0)
+    const bool isJournal = name == journalName(format.index);
+    if (isJournal) entry.disable_recursion_pending();
+    if ((entry->is_directory(error) && !isJournal) || name == format.index ||
+        name == "Plugins/cache.000" || listed.count(name) != 0)
       continue;
     std::printf("%s: %s\n", isLeftOver(format, name) ? "left over" : "foreign", name.c_str());
     if (status == kOk) status = kWarning;
   }
-  std::printf("%zu files listed, %s\n", listed->size(),
+  std::printf("%zu files listed, %s\n", listed.size(),
               status == kOk        ? "all as listed"
               : status == kWarning ? "all as listed, others beside them"
                                    : "not as listed");

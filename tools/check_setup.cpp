@@ -192,27 +192,29 @@ int checkSetup(const EngineSettings& settings) {
              wget.rfind("GNU Wget 1.", 0) == 0 ? nullptr : "GNU Wget 1.x is the one that works");
 
   Session session(*format);
-  session.basePath = settings.basePath;
-  session.tempPath = session.downloadPath = settings.tempPath;
-  if (settings.backupPath != nullptr) session.backupPath = settings.backupPath;
-  report.say(
-      "the directories lie apart",
-      arePlacesApart(session) ? nullptr : "one is, holds or lies in another; see qxav.conf(5)");
+  Places& places = session.places;
+  places.base = settings.basePath;
+  places.temp = places.download = settings.tempPath;
+  if (settings.backupPath != nullptr) places.backup = settings.backupPath;
+  report.say("the directories lie apart",
+             arePlacesApart(places, format->prefix, nullptr)
+                 ? nullptr
+                 : "one is, holds or lies in another; see qxav.conf(5)");
 
-  const std::uintmax_t size = sizeOf(session.basePath);
-  std::vector<std::string> directories{session.basePath, session.tempPath};
-  checkDirectory(report, "BasesPath", session.basePath, size);
-  checkDirectory(report, "TempPath", session.tempPath, size);
-  if (session.backupPath) {
-    checkDirectory(report, "BackUpPath", *session.backupPath, size);
-    directories.push_back(*session.backupPath);
+  const std::uintmax_t size = sizeOf(places.base);
+  std::vector<std::string> directories{places.base, places.temp};
+  checkDirectory(report, "BasesPath", places.base, size);
+  checkDirectory(report, "TempPath", places.temp, size);
+  if (places.backup) {
+    checkDirectory(report, "BackUpPath", *places.backup, size);
+    directories.push_back(*places.backup);
   }
   if (format == &kKavFormat)
     report.say("the database's directory",
-               fileExists(session.basePath) ? nullptr : "make it: this format needs it to exist");
-  else if (fileExists(session.basePath))
+               fileExists(places.base) ? nullptr : "make it: this format needs it to exist");
+  else if (fileExists(places.base))
     report.say("the database's folder Plugins",
-               fileExists(session.installed("Plugins")) ? nullptr : "make it: files go there");
+               fileExists(places.installed("Plugins")) ? nullptr : "make it: files go there");
   checkUnit(report, directories);
   checkMirrors(report, settings, *format);
   return report.status();

@@ -66,10 +66,10 @@ int run(const Options& options, const EngineSettings& settings) {
     return kUnknown;
   }
   Session session(*format);
-  session.basePath = settings.basePath;
-  if (options.index) return std::puts(session.installed(format->index).c_str()) < 0;
+  session.places.base = settings.basePath;
+  if (options.index) return std::puts(session.places.installed(format->index).c_str()) < 0;
   if (options.files)
-    return checkFiles(session, options.directory.empty() ? session.basePath : options.directory);
+    return checkFiles(session, options.directory.empty() ? session.places.base : options.directory);
   return checkAge(session, options.warning, options.critical);
 }
 

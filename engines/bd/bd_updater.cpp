@@ -70,7 +70,8 @@ int QX_BDUpdater::setValues(const EngineSettings& settings) {
       writeLog(settings.log, "LOG: Using Proxy %s\n", address.c_str());
     }
     const int result = session.open(settings, address);
-    if (session.backupPath) backup.emplace(session, *session.backupPath);
+    const Places& places = session.places;
+    if (places.backup) backup.emplace(places, kBdFormat, *places.backup);
     return result;
   } catch (const std::bad_alloc&) {
     writeLog(settings.log, "LOG: Error allocating wget memory\n");
@@ -99,9 +100,11 @@ int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned in
 // does not list would not be updated any more: it must have come whole.
 int QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
   if (!session.isOpen() || server == nullptr || file == nullptr) return DownloadErrGeneric;
-  const std::string target = session.downloaded(file);
+  const std::string target = session.places.downloaded(file);
   // The wget of a killed run may still be writing to a file of that name.
   unlink(target.c_str());
+  // Through a link there wget would write into another file.
+  unlink(wgetErrorFile.c_str());
   const bool succeeded =
       runDownload(wgetCommand + " " + shellWord(server + (std::string("/") + file)) + " -O " +
                   shellWord(target));
@@ -134,7 +137,7 @@ int QX_BDUpdater::AddToDownload(const char* newIndex, const char* oldIndex,
                                 std::vector<__QX_AvEntry>& downloadList,
                                 std::int32_t* total) const {
   std::vector<Wanted> wanted;
-  const int result = findWantedByVersions(session, newIndex, oldIndex, false, wanted);
+  const int result = findWantedByVersions(session, newIndex, oldIndex, wanted);
   for (const Wanted& file : wanted) downloadList.push_back({file.name, file.proof, file.size});
   if (result == kDone) *total = totalSize(wanted);
   return result;

@@ -3,10 +3,13 @@
 #pragma once
 
 #include "engines/attempt.h"
-#include "engines/backup.h"
 #include "engines/bd/av_entry.h"
+#include "engines/bd/utils.h"
+#include "engines/bd/versions_index.h"
+#include "engines/journal.h"
 
-inline constexpr EngineFormat kBdFormat{"LOG: ", "versions.dat", false};
+inline constexpr EngineFormat kBdFormat{"LOG: ",     "versions.dat",  false, kBdSuffix,
+                                        "avbackdir", filesOfVersions, md5Of};
 
 // Used in this order: construct, setValues, setCallback, updateNow, destroy.
 //
@@ -87,8 +90,8 @@ class QX_BDUpdater {
   int MakeDirs();
 
   // Removes what MakeDirs() and the run have made; harmless when repeated. A
-  // configured backup stays, without Plugins/cache.000, and so does one that could
-  // not be restored. Returns the status of the last removal, 0 without settings.
+  // configured backup stays, without Plugins/cache.000, and so does one that an open
+  // installation needs. Returns the status of the last removal, 0 without settings.
   int RemoveDirs();
 
   // Copies the bases to the backup directory, in place of an older copy. Returns
@@ -104,8 +107,7 @@ class QX_BDUpdater {
   int DeleteCurrentBackup();
 
   // Reads the entries of an index; DownCancelled ends the reading early. Returns
-  // their number, or -1 when the file cannot be opened; the list is then as it
-  // was.
+  // their number, or -1 when the file cannot be read; the list is then as it was.
   static int GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list);
 
   // Works out what to download and appends it to the change set, with ".gzip" names;
@@ -130,14 +132,14 @@ class QX_BDUpdater {
   bool downloadFiles(Attempt& attempt);
   bool backUp();
   void install(const Attempt& attempt);
-  std::optional<std::string> installFile(const Wanted& file, bool& hasAddedFiles) const;
-  std::optional<std::string> installIndex(const Attempt& attempt, IndexSetAside& index) const;
-  void undoInstallation(IndexSetAside& index, bool backupIsWhole, bool hasAddedFiles);
+  std::optional<std::string> installAll(const Attempt& attempt, Installation& installation) const;
+  std::optional<std::string> installFile(const Wanted& file) const;
+  std::optional<std::string> installIndex(const Attempt& attempt, Installation& installation) const;
+  void undo(Installation& installation);
 
   Session session{kBdFormat};
   std::string wgetCommand;
   std::string wgetErrorFile;     // in the configured temp directory
   std::optional<Backup> backup;  // configured, or chosen by MakeDirs()
-  bool keepBackup = false;       // in this run: the only whole copy, not restored
   bool baseCreated = false;      // by this run: there is nothing to back up
 };

@@ -15,7 +15,7 @@ struct Installed {
 // Whether an installed file has the listed digest; nothing, after a line in the log,
 // when it cannot be read.
 std::optional<bool> hasDigest(const Session& session, const __QX_AvEntry& entry) {
-  const std::string local = session.installed(entry.fileName);
+  const std::string local = session.places.installed(entry.fileName);
   const std::optional<std::string> digest = md5Of(local);
   if (!digest) {
     writeLog(session.log, "LOG: Error getting md5sum of file (%s)\n", local.c_str());
@@ -27,18 +27,16 @@ std::optional<bool> hasDigest(const Session& session, const __QX_AvEntry& entry)
 // Whether an installed file must be fetched, as the installed index tells: its first
 // entry of that name decides, unless the file cannot be read.
 bool isWantedByIndex(const Session& session, const __QX_AvEntry& entry,
-                     const std::vector<Installed>& installed, bool orUnlisted) {
+                     const std::vector<Installed>& installed) {
   const IndexName name(entry.fileName);
-  bool listed = false;
   for (const Installed& old : installed) {
     if (DownCancelled) return false;
     if (!(old.name == name)) continue;
-    listed = true;
     if (old.entry->md5 != entry.md5) return true;
     const std::optional<bool> isListed = hasDigest(session, entry);
     if (isListed) return !*isListed;
   }
-  return orUnlisted && !listed;
+  return false;
 }
 
 }  // namespace
@@ -47,13 +45,14 @@ bool isWantedByIndex(const Session& session, const __QX_AvEntry& entry,
 // can make a file wanted, by another digest, but cannot vouch for it: somebody may have
 // changed the file since, so that its own digest has the last word. A file that is there
 // and that the installed index does not list was put there by somebody else and is left
-// alone, unless an unfinished run may have left it in part.
+// alone.
 int findWantedByVersions(const Session& session, const char* downloaded, const char* installed,
-                         bool alsoDoubtful, std::vector<Wanted>& wanted) {
+                         std::vector<Wanted>& wanted) {
   const auto listed = readVersions(downloaded);
   if (!listed) return cannotRead(session, downloaded);
+  NameJudge judge(session);
   for (const __QX_AvEntry& entry : *listed)
-    if (refusesName(session, entry.fileName)) return kFailed;
+    if (judge.refuses(entry.fileName)) return kFailed;
   const auto entries = installed != nullptr ? readVersions(installed) : std::vector<__QX_AvEntry>();
   if (!entries) return cannotRead(session, installed);
   std::vector<Installed> old;
@@ -61,10 +60,10 @@ int findWantedByVersions(const Session& session, const char* downloaded, const c
   for (const __QX_AvEntry& entry : *entries) old.push_back({IndexName(entry.fileName), &entry});
 
   for (const __QX_AvEntry& entry : *listed) {
-    const bool present = fileExists(session.installed(entry.fileName));
+    const bool present = fileExists(session.places.installed(entry.fileName));
     bool isWanted = !present;
     if (present && installed != nullptr)
-      isWanted = isWantedByIndex(session, entry, old, alsoDoubtful);
+      isWanted = isWantedByIndex(session, entry, old);
     else if (present)
       isWanted = !hasDigest(session, entry).value_or(true);
     if (isWanted) wanted.push_back({entry.fileName + kBdSuffix, entry.md5, entry.size});

@@ -3,10 +3,7 @@
 
 #include "engines/change_set.h"
 
-// Appends the files to download, as QX_BDUpdater::AddToDownload() tells. With
-// `alsoDoubtful` a file that is there and that the installed index does not list is
-// wanted, too: a run that did not finish may have left it in part. kDone, kFailed or
+// Appends the files to download, as QX_BDUpdater::AddToDownload() tells. kDone, kFailed or
 // kCancelled.
 [[nodiscard]] int findWantedByVersions(const Session& session, const char* downloaded,
-                                       const char* installed, bool alsoDoubtful,
-                                       std::vector<Wanted>& wanted);
+                                       const char* installed, std::vector<Wanted>& wanted);

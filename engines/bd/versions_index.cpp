@@ -40,5 +40,15 @@ std::optional<std::vector<__QX_AvEntry>> readVersions(const std::string& path) {
   while (!DownCancelled && reader.next(line))
     if (auto entry = parseEntry(QX_UTILS::strtrim(QX_UTILS::strchop(line))))
       entries.push_back(std::move(*entry));
+  if (reader.failed()) return std::nullopt;
   return entries;
+}
+
+std::optional<std::vector<Wanted>> filesOfVersions(const std::string& path) {
+  const auto entries = readVersions(path);
+  if (!entries) return std::nullopt;
+  std::vector<Wanted> files;
+  for (const __QX_AvEntry& entry : *entries)
+    files.push_back({entry.fileName, entry.md5, entry.size});
+  return files;
 }

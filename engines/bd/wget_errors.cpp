@@ -41,14 +41,16 @@ DownloadFailure downloadFailure(const std::string& wgetLog, bool usesProxy) {
   return failure;
 }
 
-// The last line "... saved [142/142]" counts: there may have been several tries.
+// A line "2026-11-23 15:31:58 (2 MB/s) - 'PATH' saved [142/142]" is wget's own when it
+// begins with its time: the server's headers are indented. There may have been several
+// tries; the last line counts.
 bool hasSavedSize(const std::string& path, const std::string& wgetLog) {
   LineReader reader(wgetLog, kSavedLineLimit);
   std::optional<std::uintmax_t> bytes;
   std::string line;
   while (reader.next(line)) {
     const std::size_t saved = line.rfind(kSaved);
-    if (saved != std::string::npos)
+    if (saved != std::string::npos && line[0] >= '0' && line[0] <= '9')
       bytes = std::strtoumax(line.c_str() + saved + sizeof kSaved - 1, nullptr, 10);
   }
   std::error_code error;

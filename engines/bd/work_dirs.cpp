@@ -53,30 +53,31 @@ int makeBase(const std::string& path, QX_AVUpdateLog* log) {
 
 int QX_BDUpdater::MakeDirs() {
   if (!session.isOpen()) return kFailed;
-  baseCreated = !fileExists(session.basePath);
-  if (baseCreated && makeBase(session.basePath, session.log) != kDone) return kFailed;
+  Places& places = session.places;
+  baseCreated = !fileExists(places.base);
+  if (baseCreated && makeBase(places.base, session.log) != kDone) return kFailed;
 
-  const std::string& temp = session.tempPath;
-  const auto work = freeName(temp, "avdowndir", session.backupPath.value_or(""));
+  const std::string& temp = places.temp;
+  const auto work = freeName(temp, "avdowndir", places.backup.value_or(""));
   if (!work) {
     writeLog(session.log, "LOG: To many temp download dir at %s. Delete unused and retry again\n",
              temp.c_str());
     return kFailed;
   }
   if (!makeDir(*work)) return cannotMake(session.log, "temp download dir", *work);
-  session.downloadPath = *work;
+  places.download = *work;
 
-  if (!session.backupPath) {
+  if (!places.backup) {
     // Beside the working directory: the copy that can restore the database outlives an
     // accident to the downloads.
-    const std::optional<std::string> place = freeName(temp, "avbackdir");
+    const std::optional<std::string> place = freeName(temp, kBdFormat.ownBackup);
     if (!place) {
       writeLog(session.log, "LOG: To many back dir at %s. Delete unused and retry again\n",
                work->c_str());
       rmdir(work->c_str());
       return kFailed;
     }
-    backup.emplace(session, *place);
+    backup.emplace(places, kBdFormat, *place);
   }
   if (makeDir(*work + "/Plugins")) return kDone;
   cannotMake(session.log, "dir", *work + "/Plugins");
@@ -87,10 +88,11 @@ int QX_BDUpdater::MakeDirs() {
 int QX_BDUpdater::RemoveDirs() {
   // The scanner's own cache; it does not belong into a backup.
   if (backup) unlink((backup->place() + "/Plugins/cache.000").c_str());
-  if (!session.backupPath && !keepBackup) DeleteCurrentBackup();
+  const bool isNeeded = backup && journalledBackup(session.places, kBdFormat) == backup->place();
+  if (!session.places.backup && !isNeeded) DeleteCurrentBackup();
   unlink(wgetErrorFile.c_str());
   if (!session.isOpen()) return kDone;
-  return runInstallation("rm -rf " + shellWord(session.downloadPath));
+  return runInstallation("rm -rf " + shellWord(session.places.download));
 }
 
 int QX_BDUpdater::GetCurrentAVBackup() {

@@ -43,30 +43,32 @@ Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
 
 }  // namespace
 
-// The downloaded index is judged whole before anything of it is used. A file that is
-// there is then taken for what the installed index lists: reading the signature line of
-// every file would be a walk over the whole database in each run. That is done only
-// where there is no index to ask, or where an unfinished run has made it doubtful. Right
-// after a file that is wanted by its own line a cancel is not looked for: the next file,
-// or the caller, sees it.
+// The downloaded index is judged whole before anything of it is used.
+//
+// With an installed index, a file that is there is taken for what that index lists. The
+// file's own signature line is read only where there is no index to ask: where it is
+// missing, or where it is the same as the downloaded one. Right after a file that is
+// wanted by its own line a cancel is not looked for. The next file, or the caller, sees it.
 int findWantedByKlb(const Session& session, const char* downloaded, const char* installed,
-                    bool alsoDoubtful, std::vector<Wanted>& wanted) {
+                    std::vector<Wanted>& wanted) {
   const auto newEntries = readKlb(downloaded);
   if (!newEntries) return cannotRead(session, downloaded);
   const std::vector<Fields> listed = namedEntries(*newEntries);
+  NameJudge judge(session);
   for (const Fields& entry : listed)
-    if (refusesName(session, std::string(entry.name.text()))) return kFailed;
+    if (judge.refuses(std::string(entry.name.text()))) return kFailed;
   const auto oldEntries = installed != nullptr ? readKlb(installed) : std::vector<std::string>();
   if (!oldEntries) return cannotRead(session, installed);
   const std::vector<Fields> installedEntries = namedEntries(*oldEntries);
 
   for (const Fields& entry : listed) {
     if (!entry.signature || entry.size < 0) {
-      writeLog(session.log, "KLOG: Invalid signature or size (%s)\n", entry.text->c_str());
+      writeLog(session.log, "KLOG: Invalid signature or size (%s)\n",
+               printableName(*entry.text).c_str());
       return kFailed;
     }
     const Wanted file{std::string(entry.name.text()), std::string(*entry.signature), entry.size};
-    const std::string local = session.installed(file.name);
+    const std::string local = session.places.installed(file.name);
     if (!fileExists(local)) {
       wanted.push_back(file);
       continue;
@@ -75,11 +77,8 @@ int findWantedByKlb(const Session& session, const char* downloaded, const char* 
     const Listed old = compareListed(installedEntries, entry);
     if (old == Listed::Unsigned) return kFailed;
     if (old == Listed::Cancelled) return kCancelled;
-    bool isWanted = old == Listed::Different;
-    if (installed == nullptr)
-      isWanted = signatureLine(local) != file.proof;
-    else if (alsoDoubtful)
-      isWanted = old != Listed::Same || signatureLine(local) != file.proof;
+    const bool isWanted =
+        installed != nullptr ? old == Listed::Different : signatureLine(local) != file.proof;
     if (isWanted) wanted.push_back(file);
     if (DownCancelled && (installed != nullptr || !isWanted)) return kCancelled;
   }

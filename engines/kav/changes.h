@@ -3,13 +3,10 @@
 
 #include "engines/change_set.h"
 
-// Appends the files to download, as QX_KAVUpdater::addToDownload() tells. With
-// `alsoDoubtful` a file that is there is also wanted when the installed index does not
-// list it, or when it has not the signature that both indexes list: a run that did not
-// finish may have left it in part. kDone, kFailed or kCancelled.
+// Appends the files to download, as QX_KAVUpdater::addToDownload() tells. kDone, kFailed
+// or kCancelled.
 [[nodiscard]] int findWantedByKlb(const Session& session, const char* downloaded,
-                                  const char* installed, bool alsoDoubtful,
-                                  std::vector<Wanted>& wanted);
+                                  const char* installed, std::vector<Wanted>& wanted);
 
 // Appends the files to remove, as QX_KAVUpdater::addToDelete() tells.
 [[nodiscard]] int findDropped(const Session& session, const std::string& downloaded,

@@ -88,7 +88,7 @@ int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32
 // that is missing although wget was content is noticed by whoever reads it.
 int QX_KAVUpdater::transfer(const char* file, const char* server) const {
   if (!session.isOpen() || server == nullptr) return kFailed;
-  const std::string target = session.downloaded(file);
+  const std::string target = session.places.downloaded(file);
   const std::string command = wgetCommand + " " + shellWord(server + (std::string("/") + file)) +
                               " -O " + shellWord(target) + " > /dev/null 2>&1";
   // A cut command would write to another path.
@@ -122,7 +122,7 @@ int QX_KAVUpdater::getFileSig(const char* path, char* sig) {
 }
 
 int QX_KAVUpdater::matchAvpKlb(const char* downloaded) const {
-  const std::string installed = session.installed(kKavFormat.index);
+  const std::string installed = session.places.installed(kKavFormat.index);
   if (!isReadable(installed)) return IndexMissing;
   const std::optional<std::string> newLine = signatureLine(downloaded);
   if (!newLine) {
@@ -137,7 +137,7 @@ int QX_KAVUpdater::addToDownload(const char* downloaded, const char* installed,
                                  std::vector<std::int32_t>& sizes, std::vector<std::string>& names,
                                  std::vector<std::string>& signatures, std::int32_t* total) const {
   std::vector<Wanted> wanted;
-  const int result = findWantedByKlb(session, downloaded, installed, false, wanted);
+  const int result = findWantedByKlb(session, downloaded, installed, wanted);
   for (const Wanted& file : wanted) {
     sizes.push_back(file.size);
     names.push_back(file.name);

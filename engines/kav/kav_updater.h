@@ -2,9 +2,11 @@
 #pragma once
 
 #include "engines/attempt.h"
+#include "engines/journal.h"
 #include "engines/kav/klb_index.h"
 
-inline constexpr EngineFormat kKavFormat{"KLOG: ", "avp.klb", true};
+inline constexpr EngineFormat kKavFormat{"KLOG: ", "avp.klb",  true,         "",
+                                         nullptr,  filesOfKlb, signatureLine};
 
 // Used in this order: construct, setValues, SetCallback, update, destroy.
 //
@@ -75,7 +77,7 @@ class QX_KAVUpdater {
   int DownloadFile(const char* file, const char* server, std::int32_t size, unsigned char notify);
 
   // Reads the entries of an index. Returns their number, or -1 when the file
-  // cannot be opened; the list is then as it was.
+  // cannot be read; the list is then as it was.
   static int GetDownloadList(const char* path, std::vector<std::string>& list);
 
   // The fields of an index entry, of which the first 255 characters count. The
@@ -122,8 +124,8 @@ class QX_KAVUpdater {
   // The steps of an attempt.
   int findChanges(Attempt& attempt, std::vector<std::string>& dropped);
   bool downloadFiles(Attempt& attempt);
-  void backUp() const;
-  void install(const Attempt& attempt) const;
+  void install(const Attempt& attempt, const std::vector<std::string>& dropped) const;
+  void backUp(Installation& installation) const;
 
   Session session{kKavFormat};
   std::string wgetCommand;  // ends in a blank

@@ -46,7 +46,19 @@ std::optional<std::vector<std::string>> readKlb(const std::string& path) {
       if (equals != std::string::npos) entries.push_back(line.substr(equals + 1));
     }
   }
+  if (reader.failed()) return std::nullopt;
   return entries;
+}
+
+std::optional<std::vector<Wanted>> filesOfKlb(const std::string& path) {
+  const auto entries = readKlb(path);
+  if (!entries) return std::nullopt;
+  std::vector<Wanted> files;
+  for (const std::string& entry : *entries)
+    if (const auto name = entryName(entry))
+      files.push_back(
+          {std::string(*name), std::string(entrySignature(entry).value_or("")), entrySize(entry)});
+  return files;
 }
 
 std::optional<std::string_view> entryName(std::string_view entry) { return shortFieldOf(entry, 0); }
@@ -66,7 +78,8 @@ std::optional<std::string> signatureLine(const std::string& path) {
   // Fails for a shorter file, which is then read from its start.
   (void)std::fseek(file.get(), -kSignatureTail, SEEK_END);
   char text[kSignatureLineBytes] = "";
-  if (std::fgets(text, sizeof text, file.get()) == nullptr) return std::nullopt;
+  if (std::fgets(text, sizeof text, file.get()) == nullptr || std::ferror(file.get()) != 0)
+    return std::nullopt;
   const std::string line(text);
   if (line.size() < kLineEndLength) return std::nullopt;
   return line.substr(0, line.size() - kLineEndLength);

@@ -7,28 +7,22 @@
 #include "engines/backup.h"
 #include "engines/kav/changes.h"
 #include "engines/kav/kav_updater.h"
-#include "engines/places.h"
 #include "system/file_commands.h"
 
 namespace {
 
 constexpr int kMismatch = -2;  // a download without the listed signature
 
-bool listsAnything(const std::string& index) {
-  const auto entries = readKlb(index);
-  return entries && !entries->empty();
-}
-
 }  // namespace
 
 int QX_KAVUpdater::update() {
-  if (!arePlacesApart(session)) return kFailed;
-  mkdir(session.tempPath.c_str(), 0755);
+  if (!arePlacesApart(session.places, kKavFormat.prefix, session.log)) return kFailed;
+  mkdir(session.places.temp.c_str(), 0755);
   return updateIT();
 }
 
 int QX_KAVUpdater::updateIT() {
-  if (!arePlacesApart(session)) return kFailed;
+  if (!arePlacesApart(session.places, kKavFormat.prefix, session.log)) return kFailed;
   if (!session.tell(ProgressUpdateStarted, nullptr)) return kCancelled;
   int done = 0;
   for (const std::string& server : session.servers)
@@ -45,16 +39,12 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
   int result = attempt.begin([&] { return transfer(kKavFormat.index, server); });
   if (result == kDone) result = findChanges(attempt, dropped);
   if (result != kDone) return result;
-  if (attempt.wanted.empty()) return attempt.endUpToDate(listsAnything);
+  if (attempt.wanted.empty()) return attempt.endUpToDate();
 
   const bool downloadsAreThere = downloadFiles(attempt);
-  if (attempt.beginInstallation(downloadsAreThere)) {
-    for (const std::string& name : dropped) unlink(session.installed(name).c_str());
-    backUp();
-    install(attempt);
-  }
+  if (attempt.beginInstallation(downloadsAreThere)) install(attempt, dropped);
   // Also those of a set that was not completed.
-  for (const Wanted& file : attempt.wanted) unlink(session.downloaded(file.name).c_str());
+  for (const Wanted& file : attempt.wanted) unlink(session.places.downloaded(file.name).c_str());
   unlink(attempt.downloadedIndex.c_str());
 
   writeLog(session.log, "KLOG: Update done from server\n");
@@ -70,16 +60,14 @@ int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropp
   session.totalBytes = 0;
   session.doneBytes = 0;
   const char* const downloaded = attempt.downloadedIndex.c_str();
-  const int comparison =
-      attempt.predecessor == Unfinished::NoIndex ? IndexMissing : matchAvpKlb(downloaded);
+  const int comparison = matchAvpKlb(downloaded);
   if (comparison < 0) return kFailed;
   // Only a changed index is compared entry by entry; otherwise every file is checked
   // against its own signature line.
   const char* const installed =
       comparison == IndexChanged ? attempt.installedIndex.c_str() : nullptr;
-  const bool alsoDoubtful = attempt.predecessor != Unfinished::Nothing;
 
-  int result = findWantedByKlb(session, downloaded, installed, alsoDoubtful, attempt.wanted);
+  int result = findWantedByKlb(session, downloaded, installed, attempt.wanted);
   if (result == kDone && !DownCancelled && installed != nullptr && !attempt.wanted.empty()) {
     result = findDropped(session, downloaded, installed, dropped);
     if (result < 0) writeLog(session.log, "KLOG: Error getting delete list\n");
@@ -92,7 +80,7 @@ bool QX_KAVUpdater::downloadFiles(Attempt& attempt) {
   const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) -> int {
     const int result = DownloadFile(file.name.c_str(), attempt.server, file.size, 1);
     if (result != kDone) return result;
-    return signatureLine(session.downloaded(file.name)) == file.proof ? kDone : kMismatch;
+    return signatureLine(session.places.downloaded(file.name)) == file.proof ? kDone : kMismatch;
   });
   if (end.result == kMismatch)
     writeLog(session.log, "KLOG: Signature mismatch in downloaded file(%s)\n",
@@ -102,27 +90,33 @@ bool QX_KAVUpdater::downloadFiles(Attempt& attempt) {
   return end.result == kDone;
 }
 
-void QX_KAVUpdater::backUp() const {
-  if (!session.backupPath) return;
-  writeLog(session.log, "KLOG: Getting backup of current av database at %s\n",
-           session.backupPath->c_str());
-  Backup backup(session, *session.backupPath);
-  backup.remove();
-  backup.take();
-}
-
-// An index that cannot be set aside makes each copy a failed one.
-void QX_KAVUpdater::install(const Attempt& attempt) const {
+// Without a journal nothing is changed, and each copy counts as failed.
+void QX_KAVUpdater::install(const Attempt& attempt, const std::vector<std::string>& dropped) const {
   const auto logOutcome = [this](int status) {
     writeLog(session.log, status == 0 ? "ok!\n" : "error!\n");
   };
-  IndexSetAside index(attempt.installedIndex);
+  Installation installation(session, attempt.wanted, attempt.downloadedIndex);
+  if (installation.isOpen()) {
+    for (const std::string& name : dropped) unlink(session.places.installed(name).c_str());
+    backUp(installation);
+  }
   for (const Wanted& file : attempt.wanted) {
-    const std::string downloaded = session.downloaded(file.name);
+    const std::string downloaded = session.places.downloaded(file.name);
+    const std::string installed = session.places.installed(file.name);
     writeLog(session.log, "KLOG: Installing %s ", file.name.c_str());
-    logOutcome(index.isSafe() ? copyFile(downloaded, session.installed(file.name)) : kFailed);
+    logOutcome(installation.isOpen() ? copyFile(downloaded, installed) : kFailed);
     unlink(downloaded.c_str());
   }
   writeLog(session.log, "KLOG: Updating AV Index ");
-  logOutcome(index.replaceBy(attempt.downloadedIndex));
+  logOutcome(installation.installIndex());
+}
+
+void QX_KAVUpdater::backUp(Installation& installation) const {
+  if (!session.places.backup) return;
+  writeLog(session.log, "KLOG: Getting backup of current av database at %s\n",
+           session.places.backup->c_str());
+  const Backup backup(session.places, kKavFormat, *session.places.backup);
+  backup.remove();
+  backup.take();
+  installation.protectBy(backup);
 }

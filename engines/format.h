@@ -1,0 +1,36 @@
+// What tells one format of databases from another.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+// A file that an index lists, or that an update wants: its name on the server and in the
+// database, what proves it (signature or digest), and its listed size in bytes.
+struct Wanted {
+  std::string name;
+  std::string proof;
+  std::int32_t size;
+};
+
+struct EngineFormat {
+  const char* prefix;      // of its log lines
+  const char* index;       // the index's name, beside the bases and on a server
+  bool stopsBetweenFiles;  // DownCancelled is looked at there, too
+
+  // Behind the names of a change set: files come compressed, are copied into the database
+  // under that name and lose it when they are decompressed there. Empty when they do not.
+  const char* suffix;
+
+  // The backup that the engine makes by itself when none is configured: its name below
+  // the temp directory, which a number may follow. Null when it makes none.
+  const char* ownBackup;
+
+  // The files that an index lists, in its order. Nothing when it cannot be read.
+  std::optional<std::vector<Wanted>> (*read)(const std::string& index);
+
+  // What proves the file at a path, to be compared with Wanted::proof. Nothing when the
+  // file cannot be read.
+  std::optional<std::string> (*proofOf)(const std::string& path);
+};
