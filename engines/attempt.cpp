@@ -17,7 +17,7 @@ Attempt::Attempt(Session& attemptSession, const char* url)
 
 int Attempt::begin(const std::function<int()>& transferIndex) {
   if (!session.tell(ProgressDownloadStarted, server)) return kCancelled;
-  if (recover(session) != kDone) return kFailed;
+  if (Installation::recover(session) != kDone) return kFailed;
   const EngineFormat& format = *session.format;
   const int result = session.fetch(format.index, 0, false, transferIndex);
   if (result == kCancelled) unlink(downloadedIndex.c_str());
@@ -29,7 +29,7 @@ int Attempt::begin(const std::function<int()>& transferIndex) {
 int Attempt::endUpToDate() const {
   if (!session.tell(ProgressAlreadyUpdated, server)) return kCancelled;
   if (wantsIndex()) {
-    Installation installation(session, wanted, downloadedIndex);
+    Installation installation(session, wanted);
     (void)installation.installIndex();
     if (!installation.isComplete())
       writeLog(session.log, "%sError installing %s\n", session.format->prefix,

@@ -1,7 +1,7 @@
-// The journal of an installation, and the recovery from it.
+// One installation: files and index of one version come in place of another. It keeps a
+// journal, from which the next attempt undoes it when it did not come to its end.
 //
-// While files of the database are replaced there is a folder ".NAME.journal" beside the
-// index NAME. It says how the database becomes the one from before again:
+// The journal is a folder ".NAME.journal" beside the index NAME:
 //
 //   paths    a line for each path that the installation writes, the index among them:
 //            "created NAME" when nothing was there before, "replaced NAME" otherwise;
@@ -16,63 +16,85 @@
 // database is one version again and is on the disk. A folder without it says nothing.
 #pragma once
 
+#include <functional>
+
 #include "engines/backup.h"
 #include "engines/session.h"
 
-// Closes an installation that an earlier run or attempt has left open: completes it when
-// its index has arrived, and otherwise undoes it. Afterwards the database is one version.
-//
-// Undoing means: the index of before comes back, files that were created are removed, and
-// files that were replaced and differ from their copy are copied back. A replaced file
-// without a copy stays. The copy counts only in the configured backup or in one that the
-// engine made by itself; the latter is removed in the end. What lies in the journal's
-// place and is no journal is dropped, with a line in the log.
-//
-// Returns kDone, or kFailed after a line in the log when something could not be done, on
-// a full disk for instance. The journal and the backup are then as before.
-[[nodiscard]] int recover(const Session& session);
-
-// The backup that an open installation names. No run may remove or replace it.
-std::optional<std::string> journalledBackup(const Places& places, const EngineFormat& format);
-
-// One installation: the index and files of one version come in place of another.
 class Installation {
  public:
-  // Opens the journal for a change set. The session outlives the object.
-  Installation(const Session& session, const std::vector<Wanted>& wanted,
-               const std::string& downloadedIndex);
+  // Closes what an earlier run or attempt has left open: completes it when its index has
+  // arrived, and otherwise undoes it. Afterwards the database is one version.
+  //
+  // Undoing means: the index of before comes back, files that were created are removed,
+  // and files that were replaced and differ from their copy are copied back. A replaced
+  // file without a copy stays. The copy counts only in the configured backup or in one
+  // that the engine made by itself; the latter is removed in the end. What lies in the
+  // journal's place and is no journal is dropped, with a line in the log.
+  //
+  // Returns kDone, or kFailed after a line in the log when something could not be done,
+  // on a full disk for instance. Journal and backup are still there then.
+  [[nodiscard]] static int recover(const Session& session);
+
+  // The backup that an open installation names. No run may remove or replace it.
+  static std::optional<std::string> neededBackup(const Session& session);
+
+  // Opens the journal for a change set and the downloaded index. The session outlives the
+  // object.
+  Installation(const Session& session, const std::vector<Wanted>& wanted);
 
   // False when the journal could not be written, after a line in the log: nothing in the
   // database may be changed then.
   bool isOpen() const { return isOpen_; }
 
   // Names the backup in the journal if it can undo this installation: it holds a copy of
-  // every file that will be replaced, and all of it is on the disk. Asked for before the
-  // first file is replaced. Returns whether it does.
-  bool protectBy(const Backup& backup);
+  // every file that will be replaced, and all of it is on the disk. Called before the
+  // first file is replaced.
+  void protectBy(const Backup& backup);
   bool isProtected() const { return protectedBy_.has_value(); }
 
   // Copies the downloaded index into its place, after all files, and returns what
-  // system() does for that copy. The installation counts as complete when the copy has
-  // the downloaded bytes and everything is on the disk; the journal goes then. Otherwise
-  // the index of before is put back and the installation stays open.
+  // system() does for that copy. The installation is complete when the copy has the
+  // downloaded bytes and everything is on the disk; it is closed then. Otherwise the index
+  // of before is put back and the installation stays open.
   [[nodiscard]] int installIndex();
   bool isComplete() const { return isComplete_; }
 
-  // Puts the index of before back, if there was one. Returns whether it is there.
+  // Puts the index of before back; where there was none, removes the new one. Returns
+  // whether that is so on the disk.
   bool putIndexBack() const;
 
-  // Undoes the installation, but keeps files that it has added. The journal goes when
-  // there are none; otherwise the next recovery removes them. Returns false when a
-  // replaced file could not be brought back.
-  [[nodiscard]] bool rollBack();
+  // Undoes the installation, but keeps files that it has added. It is closed when there
+  // are none; otherwise the next recovery removes them. Returns false when something could
+  // not be brought back.
+  [[nodiscard]] bool rollBack() const;
 
-  // Closes an installation whose files were put back.
-  void close();
+  // Closes an installation whose files are one version. Returns whether they are on the
+  // disk and the journal is gone; otherwise the next recovery goes on.
+  bool close() const;
 
  private:
+  enum class Kind { Created, Replaced };
+  using UsePath = std::function<bool(const std::string& name)>;
+
+  explicit Installation(const Session& session);
+  std::string part(const char* name) const { return folder_ + "/" + name; }
+
+  const char* write(const std::vector<Wanted>& wanted) const;
+  bool writePart(const char* name, const std::function<void(std::FILE*)>& write) const;
+  bool eachPath(Kind kind, const UsePath& use) const;
+  bool isSound() const;
+  bool hasArrived() const;
+  std::optional<std::string> backup() const;
+  bool removeCreated() const;
+  bool copyBack(const std::string& backup, bool mayLack) const;
+
   const Session& session_;
-  const std::string downloaded_;
+  const std::string base_;
+  const std::string index_;
+  const std::string installed_;   // path of the installed index
+  const std::string downloaded_;  // path of the one that comes
+  const std::string folder_;
   std::optional<std::string> protectedBy_;
   bool isOpen_ = false;
   bool isComplete_ = false;

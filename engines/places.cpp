@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <sstream>
 
 #include "engines/index_name.h"
 #include "system/files.h"
@@ -16,33 +14,6 @@ namespace {
 
 constexpr const char* kOwn[] = {kConfigDirectory, kLockDirectory, kLogDirectory};
 
-// A directory, by its path and by its place on the file system that is mounted there. The
-// second one tells that two mounts show the same directory.
-struct Location {
-  fs::path path;
-  std::string device;  // empty when it is not known
-  fs::path onDevice;
-};
-
-bool isOrLiesIn(const fs::path& path, const fs::path& directory) {
-  return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first ==
-         directory.end();
-}
-
-// A path of /proc/self/mountinfo, where blanks and the like are written as "\040".
-fs::path unescaped(const std::string& text) {
-  std::string path;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] == '\\' && at + 3 < text.size()) {
-      path += static_cast<char>(std::strtol(text.substr(at + 1, 3).c_str(), nullptr, 8));
-      at += 3;
-    } else {
-      path += text[at];
-    }
-  }
-  return path;
-}
-
 fs::path resolved(const std::string& path) {
   std::error_code error;
   const fs::path absolute = fs::absolute(path, error);
@@ -51,39 +22,29 @@ fs::path resolved(const std::string& path) {
   return normal.has_filename() ? normal : normal.parent_path();  // no final slash
 }
 
-Location locate(const std::string& directory) {
-  Location location{resolved(directory), "", ""};
-  std::ifstream mounts("/proc/self/mountinfo");
-  fs::path longest;
-  for (std::string line; std::getline(mounts, line);) {
-    std::istringstream fields(line);
-    std::string id, parent, device, root, point;
-    fields >> id >> parent >> device >> root >> point;
-    const fs::path mountPoint = unescaped(point);
-    // Of several mounts at one place the last one is seen.
-    if (!isOrLiesIn(location.path, mountPoint) || !isOrLiesIn(mountPoint, longest)) continue;
-    longest = mountPoint;
-    location.device = device;
-    const fs::path below = location.path.lexically_relative(mountPoint);
-    location.onDevice = below == "." ? unescaped(root) : unescaped(root) / below;
-  }
-  return location;
-}
-
-// Also when the directory has other names: by a mount, or where case does not count.
-bool isOrHolds(const Location& directory, const Location& place) {
-  if (!place.device.empty() && place.device == directory.device &&
-      isOrLiesIn(place.onDevice, directory.onDevice))
-    return true;
+// Also when the directory has another name, by a mount or where case does not count.
+bool isOrHolds(const std::string& directory, const std::string& path) {
+  const fs::path holder = resolved(directory);
   std::error_code error;
-  for (fs::path above = place.path;; above = above.parent_path()) {
-    if (above == directory.path || fs::equivalent(above, directory.path, error)) return true;
-    if (!above.has_relative_path()) return false;
+  for (fs::path place = resolved(path);; place = place.parent_path()) {
+    if (place == holder || fs::equivalent(place, holder, error)) return true;
+    if (!place.has_relative_path()) return false;
   }
 }
 
-bool isOrHolds(const std::string& directory, const std::string& place) {
-  return isOrHolds(locate(directory), locate(place));
+// A directory and the folders in it: each may be mounted in another place, too.
+std::vector<std::string> foldersOf(const std::string& directory) {
+  std::vector<std::string> folders{directory};
+  std::error_code error;
+  for (fs::recursive_directory_iterator entry(directory, error);
+       !error && entry != fs::recursive_directory_iterator(); entry.increment(error))
+    if (entry->is_directory(error)) folders.push_back(entry->path());
+  return folders;
+}
+
+bool isOrHoldsAny(const std::vector<std::string>& directories, const std::string& path) {
+  return std::any_of(directories.begin(), directories.end(),
+                     [&path](const std::string& directory) { return isOrHolds(directory, path); });
 }
 
 }  // namespace
@@ -96,11 +57,12 @@ bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* lo
              other.c_str());
     return false;
   };
-  if (isOrHolds(places.base, places.temp))
+  const std::vector<std::string> folders = foldersOf(places.base);
+  if (isOrHoldsAny(folders, places.temp))
     return refuse("Temp", places.temp, "lies in the database", places.base);
   if (!places.backup) return true;
   const std::string& backup = *places.backup;
-  if (isOrHolds(places.base, backup))
+  if (isOrHoldsAny(folders, backup))
     return refuse("Backup", backup, "lies in the database", places.base);
   std::vector<std::string> others{places.base, places.temp};
   others.insert(others.end(), std::begin(kOwn), std::end(kOwn));
@@ -111,11 +73,11 @@ bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* lo
 
 // A download directory that lies in such a place itself reaches nothing new by a name.
 FetchTargets::FetchTargets(const Places& places) : download_(places.download) {
-  std::vector<std::string> all(std::begin(kOwn), std::end(kOwn));
-  all.push_back(places.base);
+  std::vector<std::string> all = foldersOf(places.base);
+  all.insert(all.end(), std::begin(kOwn), std::end(kOwn));
   if (places.backup) all.push_back(*places.backup);
   for (const std::string& place : all)
-    if (!place.empty() && !isOrHolds(place, download_)) guarded_.push_back(place);
+    if (!isOrHolds(place, download_)) guarded_.push_back(place);
 }
 
 // Only a name with a folder in it can leave the directory that it is fetched into. wget
@@ -128,8 +90,7 @@ bool FetchTargets::reachPlaces(const std::string& name) {
     if (known_.count(folder) != 0) continue;
     const std::string path = download_ + "/" + folder;
     if (!fileExists(path)) return false;
-    const auto holds = [&path](const std::string& place) { return isOrHolds(place, path); };
-    if (std::any_of(guarded_.begin(), guarded_.end(), holds)) return true;
+    if (isOrHoldsAny(guarded_, path)) return true;
     known_.insert(folder);
   }
   return false;

@@ -97,7 +97,7 @@ bool QX_BDUpdater::backUp() {
 }
 
 void QX_BDUpdater::install(const Attempt& attempt) {
-  Installation installation(session, attempt.wanted, attempt.downloadedIndex);
+  Installation installation(session, attempt.wanted);
   const std::optional<std::string> failure = installAll(attempt, installation);
   if (!failure) return;
   session.reportError(*failure);

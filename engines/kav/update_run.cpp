@@ -95,7 +95,7 @@ void QX_KAVUpdater::install(const Attempt& attempt, const std::vector<std::strin
   const auto logOutcome = [this](int status) {
     writeLog(session.log, status == 0 ? "ok!\n" : "error!\n");
   };
-  Installation installation(session, attempt.wanted, attempt.downloadedIndex);
+  Installation installation(session, attempt.wanted);
   if (installation.isOpen()) {
     for (const std::string& name : dropped) unlink(session.places.installed(name).c_str());
     backUp(installation);
