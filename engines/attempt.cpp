@@ -15,11 +15,11 @@ Attempt::Attempt(Session& attemptSession, const char* url)
       downloadedIndex(session.places.downloaded(session.format->index)),
       installedIndex(session.places.installed(session.format->index)) {}
 
-int Attempt::begin(const std::function<int()>& transferIndex) {
+int Attempt::begin(const Transfer& index) {
   if (!session.tell(ProgressDownloadStarted, server)) return kCancelled;
   if (Installation::recover(session) != kDone) return kFailed;
   const EngineFormat& format = *session.format;
-  const int result = session.fetch(format.index, 0, false, transferIndex);
+  const int result = session.fetch(format.index, 0, false, index);
   if (result == kCancelled) unlink(downloadedIndex.c_str());
   if (result >= 0) return result;
   writeLog(session.log, "%sError downloading %s\n", format.prefix, format.index);
@@ -55,9 +55,9 @@ bool Attempt::wantsIndex() const {
   });
 }
 
-bool Attempt::beginInstallation(bool downloadsAreThere) {
-  if (!session.tell(ProgressInstallStarted, server)) cancelled = true;
-  if (cancelled || !downloadsAreThere) return false;
-  writeLog(session.log, "%sUpdate Installation started\n", session.format->prefix);
-  return true;
+int Attempt::beginInstallation(int downloads) const {
+  if (!session.tell(ProgressInstallStarted, server)) return kCancelled;
+  if (downloads == kDone)
+    writeLog(session.log, "%sUpdate Installation started\n", session.format->prefix);
+  return downloads;
 }

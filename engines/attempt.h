@@ -12,22 +12,22 @@ class Attempt {
   // Announces the attempt, closes an installation that was left open (see journal.h), and
   // fetches the server's index. kDone; kCancelled, also when the watcher asks to stop,
   // and nothing is left of the index then; kFailed.
-  [[nodiscard]] int begin(const std::function<int()>& transferIndex);
+  [[nodiscard]] int begin(const Transfer& index);
 
   // Ends an attempt that has found nothing to fetch. The downloaded index is installed
   // when it is not the installed one, lists something, and lists every name that the
   // installed one lists. kDone, or kCancelled.
   [[nodiscard]] int endUpToDate() const;
 
-  // Announces the installation, also when the downloads failed. Whether it shall go on.
-  [[nodiscard]] bool beginInstallation(bool downloadsAreThere);
+  // Announces the installation, whatever the downloads came to. Returns that: kDone when
+  // it shall go on, or kCancelled also when the watcher asks to stop.
+  [[nodiscard]] int beginInstallation(int downloads) const;
 
   Session& session;
   const char* const server;
   const std::string downloadedIndex;
   const std::string installedIndex;
   std::vector<Wanted> wanted;
-  bool cancelled = false;  // the downloads or the installation
 
  private:
   bool wantsIndex() const;

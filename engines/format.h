@@ -1,6 +1,8 @@
-// What tells one format of databases from another.
+// What tells one format of databases from another. A new format is a constant of this kind
+// beside its engine; the coordinator and the tools know it by that alone.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,7 +17,10 @@ struct Wanted {
 };
 
 struct EngineFormat {
-  const char* prefix;      // of its log lines
+  std::uint8_t type;  // the engine's, as the coordinator names it
+  int number;         // a line of the version file that begins with it, or a higher one
+
+  const char* prefix;      // of its log lines; ends in "LOG: "
   const char* index;       // the index's name, beside the bases and on a server
   bool stopsBetweenFiles;  // DownCancelled is looked at there, too
 
@@ -26,6 +31,10 @@ struct EngineFormat {
   // The backup that the engine makes by itself when none is configured: its name below
   // the temp directory, which a number may follow. Null when it makes none.
   const char* ownBackup;
+
+  bool makesBase;               // a missing database directory
+  const char* folder;           // that the database must have; null when it needs none
+  std::size_t proxyAddressMax;  // characters of the proxy's "HOST:PORT"
 
   // The files that an index lists, in its order. Nothing when it cannot be read.
   std::optional<std::vector<Wanted>> (*read)(const std::string& index);

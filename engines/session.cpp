@@ -1,6 +1,13 @@
 #include "engines/session.h"
 
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "app/interrupt.h"
 #include "engines/server_list.h"
+#include "system/command.h"
+#include "system/shell_word.h"
 
 constexpr const char* kProxyVariables[] = {"ftp_proxy", "https_proxy", "http_proxy"};
 
@@ -11,6 +18,11 @@ bool EngineSettings::isProxyComplete() const {
 
 bool EngineSettings::areComplete() const {
   return basePath != nullptr && tempPath != nullptr && serverList != nullptr && isProxyComplete();
+}
+
+std::string EngineSettings::wget() const {
+  return "wget --tries=" + std::to_string(retries >= 2 && retries <= 5 ? retries : 3) +
+         " --timeout=" + std::to_string(timeout >= 5 ? timeout : 5);
 }
 
 ExportedProxy::ExportedProxy(const std::string& address) {
@@ -54,11 +66,20 @@ void Session::reportError(const std::string& text) const {
   (void)tell(ProgressError, text.c_str());
 }
 
-int Session::fetch(const char* file, std::int32_t size, bool notify,
-                   const std::function<int()>& transfer) {
+Transfer Session::transferOf(const std::string& wget, const char* server, const char* file) const {
+  const std::string target = places.downloaded(file);
+  const std::string address = server + (std::string("/") + file);
+  return {wget + shellWord(address) + " -O " + shellWord(target), target, "", nullptr};
+}
+
+int Session::fetch(const char* file, std::int32_t size, bool notify, const Transfer& transfer) {
   const auto goesOn = [&](ProgressEvent event) { return !notify || tell(event, file, true); };
   if (!goesOn(ProgressFileStarted)) return kCancelled;
-  const int result = transfer();
+  unlink(transfer.target.c_str());
+  unlink(transfer.log.c_str());
+  const bool succeeded = !transfer.command.empty() && runDownload(transfer.command);
+  if (DownCancelled) return kCancelled;
+  const int result = transfer.judge(succeeded);
   if (result != kDone) return result;
   doneBytes = addBytes(doneBytes, size);
   return goesOn(ProgressFileBytes) && goesOn(ProgressFileDone) ? kDone : kCancelled;

@@ -38,9 +38,9 @@ struct EngineSettings {
   bool isProxyComplete() const;
   bool areComplete() const;
 
-  // Tries per download: 2 to 5, otherwise 3. Seconds: at least 5.
-  int boundedRetries() const { return retries >= 2 && retries <= 5 ? retries : 3; }
-  int boundedTimeout() const { return timeout >= 5 ? timeout : 5; }
+  // The beginning of every download command. Tries per download: 2 to 5, otherwise 3.
+  // Seconds: at least 5.
+  std::string wget() const;
 };
 
 // The proxy in the environment, where wget finds it, while the object lives.
@@ -50,6 +50,17 @@ class ExportedProxy {
   ~ExportedProxy();
   ExportedProxy(const ExportedProxy&) = delete;
   ExportedProxy& operator=(const ExportedProxy&) = delete;
+};
+
+// One file's way onto this machine.
+struct Transfer {
+  std::string command;  // that fetches it; empty when it cannot be fetched
+  std::string target;   // where it goes to
+  std::string log;      // that the command writes; may be empty
+
+  // What to make of it when the command has ended, with status 0 or not: kDone, or a
+  // negative result.
+  std::function<int(bool succeeded)> judge;
 };
 
 // Owns copies of the settings, borrows the log and the watcher's user pointer. A
@@ -76,12 +87,19 @@ class Session {
   [[nodiscard]] bool tell(ProgressEvent event, const char* text, bool withBytes = false) const;
   void reportError(const std::string& text) const;  // whatever is answered
 
-  // One file's transfer with its events, which `notify` calls for: before it, and twice
-  // after it was counted with its listed size. Returns kDone, kCancelled, or what the
-  // transfer returned when that was negative; then nothing is counted. The place to
-  // change when transfers change.
+  // A transfer of SERVER/FILE to the download directory: `wget`, which ends in a blank,
+  // with the address and the target. The engine adds what its own command has besides, and
+  // its judgement.
+  Transfer transferOf(const std::string& wget, const char* server, const char* file) const;
+
+  // Runs one file's transfer. With `notify` the watcher is told before it, and twice after
+  // the file was counted with its listed size. Target and log are removed first: the wget
+  // of a killed run may still write into a file of that name, and through a link it would
+  // write into another file. Returns kDone; kCancelled, also when the watcher asks to stop
+  // or DownCancelled is set, and then nothing was judged; or a negative judgement. Only a
+  // file that is there is counted. The place to change when transfers change.
   [[nodiscard]] int fetch(const char* file, std::int32_t size, bool notify,
-                          const std::function<int()>& transfer);
+                          const Transfer& transfer);
 
   const EngineFormat* format;
   QX_AVUpdateLog* log = nullptr;

@@ -30,16 +30,16 @@ std::map<std::string, double> readState() {
 
 }  // namespace
 
-int checkAge(const Session& session, double warningAge, double criticalAge) {
+int checkAge(const EngineFormat& format, const Places& places, double warningAge,
+             double criticalAge) {
   const char* const names[] = {"OK", "WARNING", "CRITICAL"};
-  const std::string index = session.places.installed(session.format->index);
+  const std::string index = places.installed(format.index);
   struct stat found = {};
   const auto isThere = [&found](const std::string& path) {
     return stat(path.c_str(), &found) == 0 && found.st_size > 0;
   };
   // In the moment in which an installation replaces the index, its journal has the old one.
-  if (!isThere(index) &&
-      !isThere(session.places.installed(journalName(session.format->index)) + "/before")) {
+  if (!isThere(index) && !isThere(places.installed(journalName(format.index)) + "/before")) {
     std::printf("UPDATENOW CRITICAL - no installed index %s\n", index.c_str());
     return kCritical;
   }

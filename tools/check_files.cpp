@@ -21,8 +21,7 @@ bool isLeftOver(const EngineFormat& format, const std::string& name) {
 
 }  // namespace
 
-int checkFiles(const Session& session, const std::string& directory) {
-  const EngineFormat& format = *session.format;
+int checkFiles(const EngineFormat& format, const std::string& directory) {
   const auto files = format.read(directory + "/" + format.index);
   if (!files) {
     std::printf("no index: %s/%s\n", directory.c_str(), format.index);

@@ -13,15 +13,14 @@
 #include <vector>
 
 #include "engines/bd/bd_updater.h"
-#include "engines/bd/versions_index.h"
 #include "engines/index_name.h"
-#include "engines/kav/kav_updater.h"
 #include "engines/places.h"
 #include "engines/server_list.h"
 #include "engines/text_lines.h"
 #include "system/file_commands.h"
 #include "system/files.h"
 #include "tools/check.h"
+#include "update/coordinator.h"
 #include "update/paths.h"
 
 namespace fs = std::filesystem;
@@ -148,8 +147,9 @@ void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& f
   if (mkdtemp(scratch.data()) == nullptr)
     return report.say("the mirrors were not asked", "the temp directory cannot be written to");
   settings.tempPath = scratch.c_str();
-  if (&format == &kKavFormat && QX_KAVUpdater().setValues(settings) == kFailed)
-    report.say("ProxyServer and ProxyPort", "this format takes 64 characters of them at most");
+  const std::string proxy = settings.useProxy == 0 ? "" : settings.proxyServer;
+  if (proxy.size() + 1 + std::to_string(settings.proxyPort).size() > format.proxyAddressMax)
+    report.say("ProxyServer and ProxyPort", "together they are too long for this format");
   QX_BDUpdater updater;  // whose wget tells in a log why it failed
   if (updater.setValues(settings) < 0) report.say("ServerList", "no mirror in it can be used");
   const bool https = settings.useHttps != 0;
@@ -159,12 +159,11 @@ void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& f
       report.say("mirror " + server, adviceFor(scratch + "/avupdate_wget.err").c_str());
       continue;
     }
-    const auto klb = readKlb(index);
-    const auto versions = readVersions(index);
-    const bool lists =
-        &format == &kKavFormat ? klb && !klb->empty() : versions && !versions->empty();
+    const auto files = format.read(index);
     report.say("mirror " + server,
-               lists ? nullptr : "what answers is no index: a sign-in page, or another format");
+               files && !files->empty()
+                   ? nullptr
+                   : "what answers is no index: a sign-in page, or another format");
   }
   updater.DeallocMemory();
   removeTree(scratch);
@@ -191,10 +190,7 @@ int checkSetup(const EngineSettings& settings) {
   report.say("wget",
              wget.rfind("GNU Wget 1.", 0) == 0 ? nullptr : "GNU Wget 1.x is the one that works");
 
-  Session session(*format);
-  Places& places = session.places;
-  places.base = settings.basePath;
-  places.temp = places.download = settings.tempPath;
+  Places places{settings.basePath, settings.tempPath, settings.tempPath, {}};
   if (settings.backupPath != nullptr) places.backup = settings.backupPath;
   report.say("the directories lie apart",
              arePlacesApart(places, format->prefix, nullptr)
@@ -209,12 +205,11 @@ int checkSetup(const EngineSettings& settings) {
     checkDirectory(report, "BackUpPath", *places.backup, size);
     directories.push_back(*places.backup);
   }
-  if (format == &kKavFormat)
-    report.say("the database's directory",
-               fileExists(places.base) ? nullptr : "make it: this format needs it to exist");
-  else if (fileExists(places.base))
-    report.say("the database's folder Plugins",
-               fileExists(places.installed("Plugins")) ? nullptr : "make it: files go there");
+  if (!fileExists(places.base) && !format->makesBase)
+    report.say("the database's directory", "make it: this format needs it to exist");
+  else if (fileExists(places.base) && format->folder != nullptr)
+    report.say(std::string("the database's folder ") + format->folder,
+               fileExists(places.installed(format->folder)) ? nullptr : "make it: files go there");
   checkUnit(report, directories);
   checkMirrors(report, settings, *format);
   return report.status();

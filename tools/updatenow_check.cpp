@@ -6,8 +6,6 @@
 #include <cstdlib>
 
 #include "app/update_command.h"
-#include "engines/bd/bd_updater.h"
-#include "engines/kav/kav_updater.h"
 #include "tools/check.h"
 #include "update/coordinator.h"
 #include "update/paths.h"
@@ -65,23 +63,14 @@ int run(const Options& options, const EngineSettings& settings) {
         "UPDATENOW UNKNOWN - no scanning engine or no BasesPath; try updatenow-check --setup");
     return kUnknown;
   }
-  Session session(*format);
-  session.places.base = settings.basePath;
-  if (options.index) return std::puts(session.places.installed(format->index).c_str()) < 0;
+  const Places places{settings.basePath, "", "", {}};
+  if (options.index) return std::puts(places.installed(format->index).c_str()) < 0;
   if (options.files)
-    return checkFiles(session, options.directory.empty() ? session.places.base : options.directory);
-  return checkAge(session, options.warning, options.critical);
+    return checkFiles(*format, options.directory.empty() ? places.base : options.directory);
+  return checkAge(*format, places, options.warning, options.critical);
 }
 
 }  // namespace
-
-const EngineFormat* installedFormat() {
-  switch (QX_AVUpdate::QX_GetSystemType()) {
-    case QX_AVUpdate::QX_KAVSystem: return &kKavFormat;
-    case QX_AVUpdate::QX_BDESystem: return &kBdFormat;
-    default: return nullptr;
-  }
-}
 
 int main(int argc, char** argv) {
   Options options;

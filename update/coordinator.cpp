@@ -41,19 +41,20 @@ int runBd(const EngineSettings& settings, UpdateProgressCallback callback, void*
   return updater.updateNow();
 }
 
-// An engine is a row: the number that the version file may begin a line with, at least;
-// its type; its line for want of memory; what runs it. Higher numbers come first.
+// An engine is a row: its format, its line for want of memory, and what runs it. Higher
+// numbers of the version file come first.
 struct Engine {
-  int number;
-  std::uint8_t type;
+  const EngineFormat* format;
   const char* outOfMemory;
   int (*run)(const EngineSettings& settings, UpdateProgressCallback callback, void* user);
 };
 
 constexpr Engine kEngines[] = {
-    {3, QX_AVUpdate::QX_BDESystem, "BLOG: Error allocating memory\n", runBd},
-    {2, QX_AVUpdate::QX_KAVSystem, "KLOG: Error allocating memory\n", runKav},
+    {&kBdFormat, "BLOG: Error allocating memory\n", runBd},
+    {&kKavFormat, "KLOG: Error allocating memory\n", runKav},
 };
+static_assert(kBdFormat.type == QX_AVUpdate::QX_BDESystem);
+static_assert(kKavFormat.type == QX_AVUpdate::QX_KAVSystem);
 
 }  // namespace
 
@@ -78,8 +79,15 @@ int QX_AVUpdate::QX_GetSystemType() {
   char line[63];
   while (file != nullptr && std::fgets(line, sizeof line, file.get()) != nullptr)
     for (const Engine& engine : kEngines)
-      if (std::atoi(line) >= engine.number) return engine.type;
+      if (std::atoi(line) >= engine.format->number) return engine.format->type;
   return QX_UNWSystem;
+}
+
+const EngineFormat* installedFormat() {
+  const int type = QX_AVUpdate::QX_GetSystemType();
+  for (const Engine& engine : kEngines)
+    if (engine.format->type == type) return engine.format;
+  return nullptr;
 }
 
 void QX_AVUpdate::SetValues(const char* basePath, const char* tempPath, const char* backupPath,
@@ -123,7 +131,7 @@ int QX_AVUpdate::UpdateNow(UpdateProgressCallback callback, void* user) {
 
   DownCancelled = false;
   for (const Engine& engine : kEngines) {
-    if (engine.type != systemType) continue;
+    if (engine.format->type != systemType) continue;
     try {
       return engine.run(values, callback, user);
     } catch (const std::bad_alloc&) {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "app/progress.h"
+#include "engines/format.h"
 #include "update/update_errors.h"
 #include "update/update_log.h"
 #include "update/update_settings.h"
@@ -77,3 +78,6 @@ class QX_AVUpdate {
   std::unique_ptr<QX_AVUpdateLog> log;  // exists exactly while locked
   UpdateSettings settings;
 };
+
+// The format of the installed engine; null when the version file names none.
+const EngineFormat* installedFormat();

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <cstring>
 
 #include "update/coordinator.h"
 #include "update/paths.h"

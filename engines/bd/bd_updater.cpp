@@ -4,23 +4,20 @@
 #include "engines/bd/bd_updater.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
-#include "app/interrupt.h"
 #include "engines/bd/changes.h"
 #include "engines/bd/versions_index.h"
 #include "engines/bd/wget_errors.h"
-#include "system/command.h"
 #include "system/shell_word.h"
 
 namespace {
 
 std::string wgetPrefix(const EngineSettings& settings, const std::string& errorFile) {
-  std::string wget = "wget --tries=" + std::to_string(settings.boundedRetries()) +
-                     " --timeout=" + std::to_string(settings.boundedTimeout()) + " -o " +
-                     shellWord(errorFile) + " --cache=off --server-response";
+  std::string wget =
+      settings.wget() + " -o " + shellWord(errorFile) + " --cache=off --server-response";
   if (settings.useProxy == 0) return wget + " --proxy=off";
   wget += " --proxy=on";
   if (settings.proxyAuth != 0)
@@ -92,26 +89,22 @@ void QX_BDUpdater::DeallocMemory() {
 
 int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned int size,
                                bool notify) {
+  if (!session.isOpen() || server == nullptr || file == nullptr) return DownloadErrGeneric;
   return session.fetch(file, static_cast<std::int32_t>(size), notify,
-                       [&] { return transfer(server, file, false); });
+                       transfer(server, file, false));
 }
 
 // A cut base is found out by its digest. A cut index would be installed, and what it
 // does not list would not be updated any more: it must have come whole.
-int QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
-  if (!session.isOpen() || server == nullptr || file == nullptr) return DownloadErrGeneric;
-  const std::string target = session.places.downloaded(file);
-  // The wget of a killed run may still be writing to a file of that name.
-  unlink(target.c_str());
-  // Through a link there wget would write into another file.
-  unlink(wgetErrorFile.c_str());
-  const bool succeeded =
-      runDownload(wgetCommand + " " + shellWord(server + (std::string("/") + file)) + " -O " +
-                  shellWord(target));
-  if (DownCancelled) return kCancelled;
-  if (!fileExists(target)) return DownloadErrGeneric;
-  const bool isCut = mustBeWhole && (!succeeded || !hasSavedSize(target, wgetErrorFile));
-  return hasContents(target) && !isCut ? kDone : DownloadError(file);
+Transfer QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
+  Transfer transfer = session.transferOf(wgetCommand + " ", server, file);
+  transfer.log = wgetErrorFile;
+  transfer.judge = [this, file, mustBeWhole, target = transfer.target](bool succeeded) {
+    if (!fileExists(target)) return DownloadErrGeneric;
+    const bool isCut = mustBeWhole && (!succeeded || !hasSavedSize(target, wgetErrorFile));
+    return hasContents(target) && !isCut ? kDone : DownloadError(file);
+  };
+  return transfer;
 }
 
 int QX_BDUpdater::DownloadError(const char* file) {
@@ -127,9 +120,10 @@ int QX_BDUpdater::DownloadError(const char* file) {
 }
 
 int QX_BDUpdater::GetDownloadList(const char* path, std::vector<__QX_AvEntry>& list) {
-  auto entries = readVersions(path);
-  if (!entries) return kFailed;
-  list = std::move(*entries);
+  const auto files = readVersions(path);
+  if (!files) return kFailed;
+  list.clear();
+  for (const Wanted& file : *files) list.push_back({file.name, file.proof, file.size});
   return static_cast<int>(list.size());
 }
 

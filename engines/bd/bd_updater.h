@@ -8,8 +8,18 @@
 #include "engines/bd/versions_index.h"
 #include "engines/journal.h"
 
-inline constexpr EngineFormat kBdFormat{"LOG: ",     "versions.dat",  false, kBdSuffix,
-                                        "avbackdir", filesOfVersions, md5Of};
+inline constexpr EngineFormat kBdFormat{2,
+                                        3,  // type, number
+                                        "LOG: ",
+                                        "versions.dat",
+                                        false,  // prefix, index, stops between files
+                                        kBdSuffix,
+                                        "avbackdir",  // suffix, own backup
+                                        true,
+                                        "Plugins",
+                                        SIZE_MAX,  // makes its base, folder, characters of a proxy
+                                        readVersions,
+                                        md5Of};
 
 // Used in this order: construct, setValues, setCallback, updateNow, destroy.
 //
@@ -123,13 +133,13 @@ class QX_BDUpdater {
                     std::vector<__QX_AvEntry>& downloadList, std::int32_t* total) const;
 
  private:
-  int transfer(const char* server, const char* file, bool mustBeWhole);
+  Transfer transfer(const char* server, const char* file, bool mustBeWhole);
   int tryServers();
 
   // The steps of an attempt. Those that install return what failed, as the watcher is
   // told it.
   int findChanges(Attempt& attempt);
-  bool downloadFiles(Attempt& attempt);
+  int downloadFiles(const Attempt& attempt);
   bool backUp();
   void install(const Attempt& attempt);
   std::optional<std::string> installAll(const Attempt& attempt, Installation& installation) const;

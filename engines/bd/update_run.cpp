@@ -53,16 +53,16 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
   const std::time_t now = std::time(nullptr);
   writeLog(session.log, "LOG: Update started from server %s\n", std::ctime(&now));
   Attempt attempt(session, server);
-  int result = attempt.begin([&] { return transfer(server, kBdFormat.index, true); });
+  int result = attempt.begin(transfer(server, kBdFormat.index, true));
   if (result == kDone) result = findChanges(attempt);
   if (result != kDone) return result;
   if (attempt.wanted.empty()) return attempt.endUpToDate();
 
-  const bool downloadsAreThere = downloadFiles(attempt);
-  if (attempt.beginInstallation(downloadsAreThere) && backUp()) install(attempt);
+  result = attempt.beginInstallation(downloadFiles(attempt));
+  if (result == kDone && backUp()) install(attempt);
 
   RemoveDirs();
-  return attempt.cancelled ? kCancelled : kDone;
+  return result == kCancelled ? kCancelled : kDone;
 }
 
 int QX_BDUpdater::findChanges(Attempt& attempt) {
@@ -72,16 +72,15 @@ int QX_BDUpdater::findChanges(Attempt& attempt) {
                               hasIndex ? installed.c_str() : nullptr, attempt.wanted);
 }
 
-// Whether all of them are there.
-bool QX_BDUpdater::downloadFiles(Attempt& attempt) {
+// kDone when all of them are there, kCancelled, or negative.
+int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
   const std::string directory = attempt.server + std::string("/avx");
   const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) {
     return DownloadFile(directory.c_str(), file.name.c_str(), static_cast<unsigned int>(file.size),
                         true);
   });
   if (end.result < 0) session.reportError("Error downloading " + end.failed->name);
-  attempt.cancelled = end.result == kCancelled;
-  return end.result == kDone;
+  return end.result;
 }
 
 // Whether the installation may go on. A database that this run has made has nothing to

@@ -19,36 +19,27 @@ std::optional<std::string> cutLastField(std::string& text) {
 
 // The entry of a line "+... DIGEST NAME SIZE", which is read from its end; nothing for
 // any other line.
-std::optional<__QX_AvEntry> parseEntry(std::string line) {
+std::optional<Wanted> parseEntry(std::string line) {
   if (line.empty() || line.front() != '+') return std::nullopt;
   const std::optional<std::string> size = cutLastField(line);
   const std::optional<std::string> name = cutLastField(line);
   const std::optional<std::string> digest = cutLastField(line);
   if (!digest || digest->empty() || name->empty()) return std::nullopt;
   const std::int32_t bytes = listedSize(*size);
-  if (bytes == 0) return std::nullopt;
-  return __QX_AvEntry{*name, *digest, bytes};
+  if (bytes == 0) return std::nullopt;  // also a size that is no number
+  return Wanted{*name, *digest, bytes};
 }
 
 }  // namespace
 
-std::optional<std::vector<__QX_AvEntry>> readVersions(const std::string& path) {
+std::optional<std::vector<Wanted>> readVersions(const std::string& path) {
   LineReader reader(path, kIndexLineLimit);
   if (!reader.isOpen()) return std::nullopt;
-  std::vector<__QX_AvEntry> entries;
+  std::vector<Wanted> entries;
   std::string line;
   while (!DownCancelled && reader.next(line))
     if (auto entry = parseEntry(QX_UTILS::strtrim(QX_UTILS::strchop(line))))
       entries.push_back(std::move(*entry));
   if (reader.failed()) return std::nullopt;
   return entries;
-}
-
-std::optional<std::vector<Wanted>> filesOfVersions(const std::string& path) {
-  const auto entries = readVersions(path);
-  if (!entries) return std::nullopt;
-  std::vector<Wanted> files;
-  for (const __QX_AvEntry& entry : *entries)
-    files.push_back({entry.fileName, entry.md5, entry.size});
-  return files;
 }

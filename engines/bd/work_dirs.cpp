@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "engines/bd/bd_updater.h"
 #include "system/command.h"

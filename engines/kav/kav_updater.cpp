@@ -2,21 +2,17 @@
 
 #include "engines/kav/kav_updater.h"
 
-#include <unistd.h>
+#include <cstring>
 
-#include "app/interrupt.h"
 #include "engines/kav/changes.h"
-#include "system/command.h"
 #include "system/shell_word.h"
 
 namespace {
 
 constexpr std::size_t kCommandMax = 1022;
-constexpr std::size_t kProxyAddressMax = 64;
 
 std::string wgetPrefix(const EngineSettings& settings) {
-  std::string wget = "wget --tries=" + std::to_string(settings.boundedRetries()) +
-                     " --timeout=" + std::to_string(settings.boundedTimeout());
+  std::string wget = settings.wget();
   if (settings.useProxy == 0) return wget + " --proxy=off --cache=off ";
   wget += " --proxy=on --cache=off ";
   if (settings.proxyAuth != 0)
@@ -54,7 +50,7 @@ int QX_KAVUpdater::setValues(const EngineSettings& settings) {
   if (settings.useProxy != 0 && settings.proxyServer != nullptr)
     address = settings.proxyServer +
               (":" + std::to_string(static_cast<std::int32_t>(settings.proxyPort)));
-  if (!settings.areComplete() || address.size() > kProxyAddressMax) {
+  if (!settings.areComplete() || address.size() > kKavFormat.proxyAddressMax) {
     writeLog(settings.log, "KLOG: Invalid update arameters to set\n");
     return kFailed;
   }
@@ -81,23 +77,21 @@ void QX_KAVUpdater::Dealloc() {
 int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32_t size,
                                 unsigned char notify) {
   if (file == nullptr) return kDone;
-  return session.fetch(file, size, notify != 0, [&] { return transfer(file, server); });
+  if (!session.isOpen() || server == nullptr) return kFailed;
+  return session.fetch(file, size, notify != 0, transfer(file, server));
 }
 
 // wget leaves an empty file behind when the server does not have the one asked for. One
 // that is missing although wget was content is noticed by whoever reads it.
-int QX_KAVUpdater::transfer(const char* file, const char* server) const {
-  if (!session.isOpen() || server == nullptr) return kFailed;
-  const std::string target = session.places.downloaded(file);
-  const std::string command = wgetCommand + " " + shellWord(server + (std::string("/") + file)) +
-                              " -O " + shellWord(target) + " > /dev/null 2>&1";
+Transfer QX_KAVUpdater::transfer(const char* file, const char* server) const {
+  Transfer transfer = session.transferOf(wgetCommand + " ", server, file);
+  transfer.command += " > /dev/null 2>&1";
   // A cut command would write to another path.
-  const bool fits = command.size() <= kCommandMax;
-  // The wget of a killed run may still be writing to a file of that name.
-  if (fits) unlink(target.c_str());
-  const bool fetched = fits && runDownload(command);
-  if (DownCancelled) return kCancelled;
-  return fetched && (hasContents(target) || !fileExists(target)) ? kDone : kFailed;
+  if (transfer.command.size() > kCommandMax) transfer.command.clear();
+  transfer.judge = [target = transfer.target](bool succeeded) {
+    return succeeded && (hasContents(target) || !fileExists(target)) ? kDone : kFailed;
+  };
+  return transfer;
 }
 
 int QX_KAVUpdater::GetDownloadList(const char* path, std::vector<std::string>& list) {

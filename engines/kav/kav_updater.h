@@ -5,8 +5,13 @@
 #include "engines/journal.h"
 #include "engines/kav/klb_index.h"
 
-inline constexpr EngineFormat kKavFormat{"KLOG: ", "avp.klb",  true,         "",
-                                         nullptr,  filesOfKlb, signatureLine};
+inline constexpr EngineFormat kKavFormat{1,          2,  // type, number
+                                         "KLOG: ",   "avp.klb",
+                                         true,                 // prefix, index, stops between files
+                                         "",         nullptr,  // suffix, own backup
+                                         false,      nullptr,
+                                         64,  // makes its base, folder, characters of a proxy
+                                         filesOfKlb, signatureLine};
 
 // Used in this order: construct, setValues, SetCallback, update, destroy.
 //
@@ -119,11 +124,11 @@ class QX_KAVUpdater {
                   std::vector<std::string>& list) const;
 
  private:
-  int transfer(const char* file, const char* server) const;
+  Transfer transfer(const char* file, const char* server) const;
 
   // The steps of an attempt.
   int findChanges(Attempt& attempt, std::vector<std::string>& dropped);
-  bool downloadFiles(Attempt& attempt);
+  int downloadFiles(const Attempt& attempt);
   void install(const Attempt& attempt, const std::vector<std::string>& dropped) const;
   void backUp(Installation& installation) const;
 

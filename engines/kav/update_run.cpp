@@ -36,19 +36,19 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
   writeLog(session.log, "KLOG: Update started from server\n");
   Attempt attempt(session, server);
   std::vector<std::string> dropped;
-  int result = attempt.begin([&] { return transfer(kKavFormat.index, server); });
+  int result = attempt.begin(transfer(kKavFormat.index, server));
   if (result == kDone) result = findChanges(attempt, dropped);
   if (result != kDone) return result;
   if (attempt.wanted.empty()) return attempt.endUpToDate();
 
-  const bool downloadsAreThere = downloadFiles(attempt);
-  if (attempt.beginInstallation(downloadsAreThere)) install(attempt, dropped);
+  result = attempt.beginInstallation(downloadFiles(attempt));
+  if (result == kDone) install(attempt, dropped);
   // Also those of a set that was not completed.
   for (const Wanted& file : attempt.wanted) unlink(session.places.downloaded(file.name).c_str());
   unlink(attempt.downloadedIndex.c_str());
 
   writeLog(session.log, "KLOG: Update done from server\n");
-  if (!attempt.cancelled && session.tell(ProgressInstallDone, server) &&
+  if (result != kCancelled && session.tell(ProgressInstallDone, server) &&
       !session.tell(ProgressDownloadDone, server))
     return kCancelled;
   return kDone;
@@ -57,8 +57,6 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
 // What is wanted goes to the attempt, and what the new index no longer lists to
 // `dropped`.
 int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropped) {
-  session.totalBytes = 0;
-  session.doneBytes = 0;
   const char* const downloaded = attempt.downloadedIndex.c_str();
   const int comparison = matchAvpKlb(downloaded);
   if (comparison < 0) return kFailed;
@@ -75,8 +73,8 @@ int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropp
   return result == kDone && DownCancelled ? kCancelled : result;
 }
 
-// Whether all of them are there.
-bool QX_KAVUpdater::downloadFiles(Attempt& attempt) {
+// kDone when all of them are there, kCancelled, or kFailed.
+int QX_KAVUpdater::downloadFiles(const Attempt& attempt) {
   const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) -> int {
     const int result = DownloadFile(file.name.c_str(), attempt.server, file.size, 1);
     if (result != kDone) return result;
@@ -85,9 +83,8 @@ bool QX_KAVUpdater::downloadFiles(Attempt& attempt) {
   if (end.result == kMismatch)
     writeLog(session.log, "KLOG: Signature mismatch in downloaded file(%s)\n",
              end.failed->name.c_str());
-  attempt.cancelled =
-      end.result == kCancelled || (end.result < 0 && !session.tell(ProgressError, attempt.server));
-  return end.result == kDone;
+  if (end.result >= 0) return end.result;
+  return session.tell(ProgressError, attempt.server) ? kFailed : kCancelled;
 }
 
 // Without a journal nothing is changed, and each copy counts as failed.
