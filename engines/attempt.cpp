@@ -46,11 +46,12 @@ bool Attempt::wantsIndex() const {
   if (hasSameContents(downloadedIndex, installedIndex)) return false;
   const auto coming = session.format->read(downloadedIndex);
   const auto installed = session.format->read(installedIndex);
-  // An interrupt cuts the lists.
+  // An interrupt cuts the lists, and a list that cannot be read is not empty.
   if (!coming || coming->empty() || DownCancelled) return false;
+  if (!installed) return !isThere(installedIndex);
   std::set<std::string> names;
   for (const Wanted& file : *coming) names.insert(normalisedName(file.name));
-  return !installed || std::all_of(installed->begin(), installed->end(), [&](const Wanted& file) {
+  return std::all_of(installed->begin(), installed->end(), [&](const Wanted& file) {
     return names.count(normalisedName(file.name)) != 0;
   });
 }

@@ -23,11 +23,26 @@ int cannotRead(const Session& session, const std::string& index) {
 }
 
 bool NameJudge::refuses(const std::string& name) {
-  if (!name.empty() && isSafeName(name, session_.format->index) && !targets_.reachPlaces(name))
+  if (!name.empty() && isSafeName(name, session_.format->index) && !reachesGuarded(name))
     return false;
   writeLog(session_.log, "%sInvalid file name (%s)\n", session_.format->prefix,
            printableName(name).c_str());
   return true;
+}
+
+// Only a name with a folder in it can leave the directory that it is fetched into. wget
+// makes no folders, so nothing is reached behind one that does not exist.
+bool NameJudge::reachesGuarded(const std::string& name) {
+  const std::string plain = normalisedName(name);
+  for (std::size_t at = plain.find('/'); at != std::string::npos; at = plain.find('/', at + 1)) {
+    const std::string folder = plain.substr(0, at);
+    if (known_.count(folder) != 0) continue;
+    const std::string path = session_.places.downloaded(folder);
+    if (!fileExists(path)) return false;
+    if (isOrHoldsAny(guarded_, path)) return true;
+    known_.insert(folder);
+  }
+  return false;
 }
 
 FetchEnd fetchAll(Session& session, const std::vector<Wanted>& wanted,

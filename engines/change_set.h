@@ -1,6 +1,8 @@
 // What an update has to download, whatever the format.
 #pragma once
 
+#include <set>
+
 #include "engines/session.h"
 
 // The sum of the sizes; it wraps, see addBytes().
@@ -13,18 +15,24 @@ std::int32_t listedSize(const std::string& text);
 // Tells the log that an index cannot be read, and returns kFailed.
 [[nodiscard]] int cannotRead(const Session& session, const std::string& index);
 
-// Judges the names that one downloaded index lists.
+// Judges the names that one downloaded index lists. Looks up the directories once, and
+// each folder of the names once.
 class NameJudge {
  public:
-  explicit NameJudge(const Session& session) : session_(session), targets_(session.places) {}
+  explicit NameJudge(const Session& session)
+      : session_(session), guarded_(guardedPlaces(session.places)) {}
 
-  // Whether a name must not be fetched, as it is empty or would reach something else than
-  // a file of the database. The log names it then.
+  // Whether a name must not be fetched: it is empty, or it would reach something else than
+  // a file of the database, or it would be fetched into a directory that others use. The
+  // log names it then.
   [[nodiscard]] bool refuses(const std::string& name);
 
  private:
+  bool reachesGuarded(const std::string& name);
+
   const Session& session_;
-  FetchTargets targets_;
+  const std::vector<std::string> guarded_;
+  std::set<std::string> known_;  // folders of names that reach none of them
 };
 
 // Where the downloads of a change set ended: kDone after the last one, otherwise what

@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr const char* kKinds[] = {"created ", "replaced "};
+constexpr char kCreated[] = "created ";
+constexpr char kReplaced[] = "replaced ";
 constexpr char kEnd[] = "end";
 constexpr std::size_t kPathLimit = 4096;  // characters of a line
 
@@ -62,13 +63,13 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
   const std::string suffix = session_.format->suffix;
   const bool written = writePart("paths", [&](std::FILE* list) {
     const auto add = [&](const std::string& name) {
-      std::fprintf(list, "%s%s\n", kKinds[isThere(base_ + "/" + name) ? 1 : 0], name.c_str());
+      std::fprintf(list, "%s%s\n", isThere(path(name)) ? kReplaced : kCreated, name.c_str());
     };
     for (const Wanted& file : wanted) {
       add(file.name);
       if (!suffix.empty()) add(file.name.substr(0, file.name.rfind(suffix)));
     }
-    add(index_);
+    if (!hasSameContents(downloaded_, installed_)) add(index_);
     std::fprintf(list, "%s\n", kEnd);
   });
   return written ? nullptr : std::strerror(errno);
@@ -85,44 +86,40 @@ bool Installation::writePart(const char* name, const std::function<void(std::FIL
          std::rename(made.c_str(), part(name).c_str()) == 0 && syncDirectory(folder_);
 }
 
-// Hands each path of one kind to a function, until that returns false. Returns false then,
-// and when the list is not complete.
-bool Installation::eachPath(Kind kind, const UsePath& use) const {
-  const std::string wanted = kKinds[kind == Kind::Created ? 0 : 1];
+// Hands each path to a function, until that returns false. Returns false then, and when the
+// list is not complete.
+bool Installation::eachPath(const UsePath& use) const {
   LineReader reader(part("paths"), kPathLimit);
   std::string line;
   while (reader.next(line)) {
     if (line == kEnd) return true;
-    const std::string name = line.substr(line.find(' ') + 1);
-    if (line == wanted + name) {
-      if (!use(name)) return false;
-    } else if (line != kKinds[0] + name && line != kKinds[1] + name) {
-      return false;
-    }
+    const bool created = line.rfind(kCreated, 0) == 0;
+    if (!created && line.rfind(kReplaced, 0) != 0) return false;
+    if (!use(created, line.substr(line.find(' ') + 1))) return false;
   }
   return false;
 }
 
 // Whether all of the journal is there, and it names paths of the database alone.
 bool Installation::isSound() const {
-  bool indexIsReplaced = false;
-  const auto isPath = [this](const std::string& name) {
+  bool hadIndex = true;
+  const auto isPath = [&](bool created, const std::string& name) {
+    if (name == index_) hadIndex = !created;
     return name == index_ || (!name.empty() && isSafeName(name, index_));
   };
-  const auto isReplacedPath = [&](const std::string& name) {
-    indexIsReplaced = indexIsReplaced || name == index_;
-    return isPath(name);
-  };
-  return isDirectory(folder_) && eachPath(Kind::Created, isPath) &&
-         eachPath(Kind::Replaced, isReplacedPath) && isRegularFile(part("coming")) &&
-         isRegularFile(part("before")) == indexIsReplaced;
+  return isDirectory(folder_) && eachPath(isPath) && isRegularFile(part("coming")) &&
+         isRegularFile(part("before")) == hadIndex;
 }
 
-// Whether the index in the database is the one that was to come. Where it was the one of
-// before, too, it proves nothing.
+// Whether the index in the database is the one that was to come. One that does not change
+// proves nothing.
 bool Installation::hasArrived() const {
-  return hasSameContents(part("coming"), installed_) &&
-         !hasSameContents(part("coming"), part("before"));
+  bool changes = false;
+  const auto isIndex = [&](bool /*created*/, const std::string& name) {
+    changes = changes || name == index_;
+    return true;
+  };
+  return eachPath(isIndex) && changes && hasSameContents(part("coming"), installed_);
 }
 
 std::optional<std::string> Installation::backup() const {
@@ -131,9 +128,9 @@ std::optional<std::string> Installation::backup() const {
   return reader.next(place) && !place.empty() ? std::optional(place) : std::nullopt;
 }
 
-std::optional<std::string> Installation::neededBackup(const Session& session) {
+bool Installation::needs(const Session& session, const Backup& backup) {
   const Installation left(session);
-  return isThere(left.part("paths")) ? left.backup() : std::nullopt;
+  return isThere(left.part("backup")) && left.backup().value_or(backup.place()) == backup.place();
 }
 
 // The index of before comes first: from then on the installation counts as not arrived,
@@ -141,19 +138,25 @@ std::optional<std::string> Installation::neededBackup(const Session& session) {
 int Installation::recover(const Session& session) {
   const Installation left(session);
   const char* const prefix = session.format->prefix;
-  if (!isThere(left.part("paths")) && isDirectory(left.folder_)) (void)discard(left.folder_);
-  if (!isThere(left.folder_)) return kDone;
+  const std::string paths = left.part("paths");
+  const std::string named = left.part("backup");
+  if (!isThere(paths) && (isDirectory(left.folder_) || !isThere(left.folder_))) {
+    (void)discard(left.folder_);
+    return kDone;
+  }
 
   const std::optional<std::string> backup = left.backup();
   const bool isOwn = backup && isOwnBackup(session, *backup);
   bool done = true;
-  if (!left.isSound()) {
-    writeLog(session.log, "%sInvalid journal %s dropped\n", prefix, left.folder_.c_str());
+  // What is dropped is lost, and a read may fail for a moment: it is asked twice.
+  if (!left.isSound() && !left.isSound()) {
+    done = !isRegularFile(paths) || canBeRead(paths);
+    if (done) writeLog(session.log, "%sInvalid journal %s dropped\n", prefix, left.folder_.c_str());
   } else if (!left.hasArrived()) {
-    done = left.putIndexBack() && left.removeCreated();
-    // Where the index is another one, a later database was copied there since.
+    done = left.putIndexBack() && left.removeCreated() && (!isThere(named) || canBeRead(named));
+    // With another index there, a later database was copied to that place since.
     if (done && (isOwn || (backup && isConfiguredBackup(session, *backup))) &&
-        (!isThere(left.installed_) || isSameEntry(*backup + "/" + left.index_, left.installed_)))
+        compared(*backup + "/" + left.index_, left.installed_) != Comparison::Different)
       done = left.copyBack(*backup, true);
     if (done) writeLog(session.log, "%sUnfinished installation undone\n", prefix);
   }
@@ -167,8 +170,8 @@ int Installation::recover(const Session& session) {
 }
 
 void Installation::protectBy(const Backup& backup) {
-  const bool isHeld = eachPath(Kind::Replaced, [&](const std::string& name) {
-    return isSameEntry(backup.place() + "/" + name, base_ + "/" + name);
+  const bool isHeld = eachPath([&](bool created, const std::string& name) {
+    return created || isSameEntry(backup.place() + "/" + name, path(name));
   });
   if (isHeld && syncFileSystem(backup.place()) &&
       writePart("backup", [&](std::FILE* file) { std::fputs(backup.place().c_str(), file); }))
@@ -191,20 +194,19 @@ bool Installation::putIndexBack() const {
 }
 
 bool Installation::removeCreated() const {
-  return eachPath(Kind::Created, [this](const std::string& name) {
-    const std::string path = base_ + "/" + name;
-    return isDirectory(path) || removeFile(path);
+  return eachPath([this](bool created, const std::string& name) {
+    return !created || isDirectory(path(name)) || removeFile(path(name));
   });
 }
 
 bool Installation::copyBack(const std::string& backup, bool mayLack) const {
   bool restored = true;
-  const bool listed = eachPath(Kind::Replaced, [&](const std::string& name) {
+  const bool listed = eachPath([&](bool created, const std::string& name) {
     const std::string copy = backup + "/" + name;
-    const std::string path = base_ + "/" + name;
-    if (name == index_ || isSameEntry(copy, path) || (mayLack && !isThere(copy))) return true;
-    (void)copyFile(copy, path);
-    restored = isSameEntry(copy, path) && restored;
+    if (created || name == index_ || isSameEntry(copy, path(name))) return true;
+    if (mayLack && !isThere(copy)) return true;
+    (void)copyFile(copy, path(name));
+    restored = isSameEntry(copy, path(name)) && restored;
     return true;
   });
   return listed && restored;
@@ -214,7 +216,7 @@ bool Installation::rollBack() const {
   if (!putIndexBack() || !protectedBy_ || !copyBack(*protectedBy_, false) || !syncFileSystem(base_))
     return false;
   const bool hasAdded = !eachPath(
-      Kind::Created, [this](const std::string& name) { return !isThere(base_ + "/" + name); });
+      [this](bool created, const std::string& name) { return !created || !isThere(path(name)); });
   return hasAdded ? removeFile(part("backup")) : close();
 }
 

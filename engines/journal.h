@@ -3,9 +3,9 @@
 //
 // The journal is a folder ".NAME.journal" beside the index NAME:
 //
-//   paths    a line for each path that the installation writes, the index among them:
-//            "created NAME" when nothing was there before, "replaced NAME" otherwise;
-//            the last line is "end"
+//   paths    a line for each path that the installation writes: "created NAME" when
+//            nothing was there before, "replaced NAME" otherwise. The index is among them
+//            when it changes. The last line is "end"
 //   before   the index of before, unless there was none
 //   coming   the index that is to be installed
 //   backup   the directory that holds a copy of every replaced file; written once the
@@ -36,8 +36,8 @@ class Installation {
   // on a full disk for instance. Journal and backup are still there then.
   [[nodiscard]] static int recover(const Session& session);
 
-  // The backup that an open installation names. No run may remove or replace it.
-  static std::optional<std::string> neededBackup(const Session& session);
+  // Whether an open installation names this backup. Then no run may remove or replace it.
+  static bool needs(const Session& session, const Backup& backup);
 
   // Opens the journal for a change set and the downloaded index. The session outlives the
   // object.
@@ -74,15 +74,15 @@ class Installation {
   bool close() const;
 
  private:
-  enum class Kind { Created, Replaced };
-  using UsePath = std::function<bool(const std::string& name)>;
+  using UsePath = std::function<bool(bool created, const std::string& name)>;
 
   explicit Installation(const Session& session);
   std::string part(const char* name) const { return folder_ + "/" + name; }
+  std::string path(const std::string& name) const { return session_.places.installed(name); }
 
   const char* write(const std::vector<Wanted>& wanted) const;
   bool writePart(const char* name, const std::function<void(std::FILE*)>& write) const;
-  bool eachPath(Kind kind, const UsePath& use) const;
+  bool eachPath(const UsePath& use) const;
   bool isSound() const;
   bool hasArrived() const;
   std::optional<std::string> backup() const;

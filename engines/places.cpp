@@ -4,8 +4,6 @@
 #include <filesystem>
 #include <iterator>
 
-#include "engines/index_name.h"
-#include "system/files.h"
 #include "update/paths.h"
 
 namespace fs = std::filesystem;
@@ -42,12 +40,12 @@ std::vector<std::string> foldersOf(const std::string& directory) {
   return folders;
 }
 
+}  // namespace
+
 bool isOrHoldsAny(const std::vector<std::string>& directories, const std::string& path) {
   return std::any_of(directories.begin(), directories.end(),
                      [&path](const std::string& directory) { return isOrHolds(directory, path); });
 }
-
-}  // namespace
 
 bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* log) {
   if (places.base.empty()) return true;
@@ -72,26 +70,13 @@ bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* lo
 }
 
 // A download directory that lies in such a place itself reaches nothing new by a name.
-FetchTargets::FetchTargets(const Places& places) : download_(places.download) {
-  std::vector<std::string> all = foldersOf(places.base);
-  all.insert(all.end(), std::begin(kOwn), std::end(kOwn));
-  if (places.backup) all.push_back(*places.backup);
-  for (const std::string& place : all)
-    if (!isOrHolds(place, download_)) guarded_.push_back(place);
-}
-
-// Only a name with a folder in it can leave the directory that it is fetched into. wget
-// makes no folders, so nothing is reached behind one that does not exist.
-bool FetchTargets::reachPlaces(const std::string& name) {
-  const std::string plain = normalisedName(name);
-  for (std::size_t slash = plain.find('/'); slash != std::string::npos;
-       slash = plain.find('/', slash + 1)) {
-    const std::string folder = plain.substr(0, slash);
-    if (known_.count(folder) != 0) continue;
-    const std::string path = download_ + "/" + folder;
-    if (!fileExists(path)) return false;
-    if (isOrHoldsAny(guarded_, path)) return true;
-    known_.insert(folder);
-  }
-  return false;
+std::vector<std::string> guardedPlaces(const Places& places) {
+  std::vector<std::string> guarded = foldersOf(places.base);
+  guarded.insert(guarded.end(), std::begin(kOwn), std::end(kOwn));
+  if (places.backup) guarded.push_back(*places.backup);
+  const auto holdsDownloads = [&](const std::string& place) {
+    return isOrHolds(place, places.download);
+  };
+  guarded.erase(std::remove_if(guarded.begin(), guarded.end(), holdsDownloads), guarded.end());
+  return guarded;
 }

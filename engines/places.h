@@ -2,7 +2,6 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -27,19 +26,10 @@ struct Places {
 // Directories need not exist yet. Places without a base are apart.
 [[nodiscard]] bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* log);
 
-// Judges where the names of one index would be fetched to. Looks up the directories once,
-// and each folder of the names once.
-class FetchTargets {
- public:
-  explicit FetchTargets(const Places& places);
+// The directories that a name of an index must not reach when it is fetched: the database
+// with its folders, the configured backup and the program's own.
+std::vector<std::string> guardedPlaces(const Places& places);
 
-  // Whether a listed name, fetched into the download directory, would land in the
-  // database, in its backup or in a directory of the program. The download directory may
-  // hold those. The name is safe (see index_name.h).
-  [[nodiscard]] bool reachPlaces(const std::string& name);
-
- private:
-  const std::string download_;
-  std::vector<std::string> guarded_;  // the directories that must not be reached
-  std::set<std::string> known_;       // folders below download_ that reach none of them
-};
+// Whether one of the directories is a path or holds it, also where a link or a mount
+// stands between them.
+bool isOrHoldsAny(const std::vector<std::string>& directories, const std::string& path);

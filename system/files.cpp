@@ -59,7 +59,7 @@ bool isPipe(const std::string& path) { return typeOf(path) == fs::file_type::fif
 
 bool isThere(const std::string& path) {
   struct stat status = {};
-  return lstat(path.c_str(), &status) == 0;
+  return lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 bool hasContents(const std::string& path) {
@@ -67,24 +67,33 @@ bool hasContents(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && status.st_size > 0;
 }
 
-bool hasSameContents(const std::string& a, const std::string& b) {
+Comparison compared(const std::string& a, const std::string& b) {
   const File first = openFile(a);
   const File second = openFile(b);
-  if (first == nullptr || second == nullptr) return false;
+  if (first == nullptr || second == nullptr) return Comparison::Unreadable;
   char ofFirst[16 * 1024];
   char ofSecond[sizeof ofFirst];
-  for (std::size_t length = 1; length > 0;) {
+  bool isSame = true;
+  for (std::size_t length = 1; length > 0 && isSame;) {
     length = std::fread(ofFirst, 1, sizeof ofFirst, first.get());
-    if (std::fread(ofSecond, 1, sizeof ofSecond, second.get()) != length ||
-        std::memcmp(ofFirst, ofSecond, length) != 0)
-      return false;
+    isSame = std::fread(ofSecond, 1, sizeof ofSecond, second.get()) == length &&
+             std::memcmp(ofFirst, ofSecond, length) == 0;
   }
-  return std::ferror(first.get()) == 0 && std::ferror(second.get()) == 0;
+  if (std::ferror(first.get()) != 0 || std::ferror(second.get()) != 0)
+    return Comparison::Unreadable;
+  return isSame ? Comparison::Same : Comparison::Different;
 }
+
+bool hasSameContents(const std::string& a, const std::string& b) {
+  return compared(a, b) == Comparison::Same;
+}
+
+bool canBeRead(const std::string& path) { return hasSameContents(path, path); }
 
 bool isSameEntry(const std::string& a, const std::string& b) {
   const fs::file_type type = typeOf(a);
-  if (type != typeOf(b) || type == fs::file_type::not_found) return false;
+  if (type != typeOf(b) || type == fs::file_type::not_found || type == fs::file_type::none)
+    return false;
   std::error_code error;
   if (type == fs::file_type::symlink)
     return fs::read_symlink(a, error) == fs::read_symlink(b, error);

@@ -18,7 +18,8 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 bool fileExists(const std::string& path);
 bool isReadable(const std::string& path);
 
-// Whether there is an entry of that name, also a link that leads nowhere.
+// Whether there is an entry of that name, also a link that leads nowhere. True also when
+// that cannot be found out.
 bool isThere(const std::string& path);
 
 // What the entry itself is. A link is none of these but a link.
@@ -30,8 +31,15 @@ bool isPipe(const std::string& path);
 // False for a missing file and for one without contents.
 bool hasContents(const std::string& path);
 
+// Compares the bytes of two files.
+enum class Comparison { Same, Different, Unreadable };
+[[nodiscard]] Comparison compared(const std::string& a, const std::string& b);
+
 // Whether two files can be read and have the same bytes.
 [[nodiscard]] bool hasSameContents(const std::string& a, const std::string& b);
+
+// Whether all of a file can be read.
+[[nodiscard]] bool canBeRead(const std::string& path);
 
 // Whether two entries are the same: two files with the same bytes, two links to the same
 // target, or two entries of the same other kind.

@@ -1,7 +1,8 @@
 // The parts behind the published classes.
 
 #include "engines/index_name.h"
-#include "engines/places.h"
+#include "engines/change_set.h"
+#include "engines/kav/kav_updater.h"
 #include "engines/server_list.h"
 #include "tests/installation.h"
 
@@ -22,7 +23,9 @@ const Function places("places", [](const Strings& c) {
   Places p{c.at(0), c.at(1), c.at(1), {}};
   if (!c.at(2).empty()) p.backup = c.at(2);
   const bool apart = arePlacesApart(p, "LOG: ", &log);
-  return (!apart ? "" : FetchTargets(p).reachPlaces(c.at(3)) ? "reached" : "apart") + readFile("log");
+  Session session(kKavFormat);
+  session.places = p;
+  return (!apart ? "" : NameJudge(session).refuses(c.at(3)) ? "reached" : "apart") + readFile("log");
 });
 
 const Function servers(

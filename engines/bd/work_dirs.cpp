@@ -89,8 +89,8 @@ int QX_BDUpdater::MakeDirs() {
 int QX_BDUpdater::RemoveDirs() {
   // The scanner's own cache; it does not belong into a backup.
   if (backup) unlink((backup->place() + "/Plugins/cache.000").c_str());
-  const bool isNeeded = backup && Installation::neededBackup(session) == backup->place();
-  if (!session.places.backup && !isNeeded) DeleteCurrentBackup();
+  if (!session.places.backup && backup && !Installation::needs(session, *backup))
+    DeleteCurrentBackup();
   unlink(wgetErrorFile.c_str());
   if (!session.isOpen()) return kDone;
   return runInstallation("rm -rf " + shellWord(session.places.download));
