@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <set>
 
 #include "app/interrupt.h"
 #include "engines/index_name.h"
@@ -41,19 +40,23 @@ int Attempt::endUpToDate() const {
 }
 
 // A page that lists nothing, or an index that is short for a moment, never replaces one
-// that lists more.
+// that lists more. An interrupt cuts the lists, and one that cannot be read is not empty.
 bool Attempt::wantsIndex() const {
   if (hasSameContents(downloadedIndex, installedIndex)) return false;
-  const auto coming = session.format->read(downloadedIndex);
-  const auto installed = session.format->read(installedIndex);
-  // An interrupt cuts the lists, and a list that cannot be read is not empty.
+  const auto namesIn = [this](const std::string& index) -> std::optional<std::vector<std::string>> {
+    const auto files = session.format->read(index);
+    if (!files) return std::nullopt;
+    std::vector<std::string> names;
+    for (const Wanted& file : *files) names.push_back(normalisedName(file.name));
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    return names;
+  };
+  const auto coming = namesIn(downloadedIndex);
+  const auto installed = namesIn(installedIndex);
   if (!coming || coming->empty() || DownCancelled) return false;
   if (!installed) return !isThere(installedIndex);
-  std::set<std::string> names;
-  for (const Wanted& file : *coming) names.insert(normalisedName(file.name));
-  return std::all_of(installed->begin(), installed->end(), [&](const Wanted& file) {
-    return names.count(normalisedName(file.name)) != 0;
-  });
+  return std::includes(coming->begin(), coming->end(), installed->begin(), installed->end());
 }
 
 int Attempt::beginInstallation(int downloads) const {
