@@ -17,12 +17,10 @@ struct Wanted {
 };
 
 struct EngineFormat {
-  std::uint8_t type;  // the engine's, as the coordinator names it
-  int number;         // a line of the version file that begins with it, or a higher one
-
-  const char* prefix;      // of its log lines; ends in "LOG: "
-  const char* index;       // the index's name, beside the bases and on a server
-  bool stopsBetweenFiles;  // DownCancelled is looked at there, too
+  std::uint8_t type;   // the engine's, as the coordinator names it
+  int number;          // of the version file; a higher one counts as well, if no row has it
+  const char* prefix;  // of its log lines; ends in "LOG: "
+  const char* index;   // the index's name, beside the bases and on a server
 
   // Behind the names of a change set: files come compressed, are copied into the database
   // under that name and lose it when they are decompressed there. Empty when they do not.
@@ -32,8 +30,11 @@ struct EngineFormat {
   // the temp directory, which a number may follow. Null when it makes none.
   const char* ownBackup;
 
-  bool makesBase;               // a missing database directory
-  const char* folder;           // that the database must have; null when it needs none
+  // The folder that the database must have. The engine makes a database directory that is
+  // missing, with this folder in it. Null: the directory must be there and needs no folder.
+  const char* folder;
+
+  bool stopsBetweenFiles;       // DownCancelled is looked at between two downloads, too
   std::size_t proxyAddressMax;  // characters of the proxy's "HOST:PORT"
 
   // The files that an index lists, in its order. Nothing when it cannot be read.

@@ -133,40 +133,42 @@ bool Installation::needs(const Session& session, const Backup& backup) {
   return isThere(left.part("backup")) && left.backup().value_or(backup.place()) == backup.place();
 }
 
-// The index of before comes first: from then on the installation counts as not arrived,
-// however far the rest comes.
 int Installation::recover(const Session& session) {
   const Installation left(session);
-  const char* const prefix = session.format->prefix;
   const std::string paths = left.part("paths");
-  const std::string named = left.part("backup");
   if (!isThere(paths) && (isDirectory(left.folder_) || !isThere(left.folder_))) {
     (void)discard(left.folder_);
     return kDone;
   }
-
   const std::optional<std::string> backup = left.backup();
-  const bool isOwn = backup && isOwnBackup(session, *backup);
+  const auto tell = [&](const char* what) {
+    writeLog(session.log, "%s%s in %s\n", session.format->prefix, what, left.base_.c_str());
+  };
   bool done = true;
   // What is dropped is lost, and a read may fail for a moment: it is asked twice.
   if (!left.isSound() && !left.isSound()) {
     done = !isRegularFile(paths) || canBeRead(paths);
-    if (done) writeLog(session.log, "%sInvalid journal %s dropped\n", prefix, left.folder_.c_str());
+    if (done) tell("Invalid journal dropped");
   } else if (!left.hasArrived()) {
-    done = left.putIndexBack() && left.removeCreated() && (!isThere(named) || canBeRead(named));
-    // With another index there, a later database was copied to that place since.
-    if (done && (isOwn || (backup && isConfiguredBackup(session, *backup))) &&
-        compared(*backup + "/" + left.index_, left.installed_) != Comparison::Different)
-      done = left.copyBack(*backup, true);
-    if (done) writeLog(session.log, "%sUnfinished installation undone\n", prefix);
+    done = left.undo(backup);
+    if (done) tell("Unfinished installation undone");
   }
-  if (done && left.close()) {
-    if (isOwn) removeTree(*backup);
-    return kDone;
-  }
-  writeLog(session.log, "%sError undoing an unfinished installation in %s\n", prefix,
-           left.base_.c_str());
-  return kFailed;
+  done = done && left.close();
+  if (done && backup && isOwnBackup(session, *backup)) removeTree(*backup);
+  if (!done) tell("Error undoing an unfinished installation");
+  return done ? kDone : kFailed;
+}
+
+// The index of before comes first: from then on the installation counts as not arrived,
+// however far the rest comes. A backup with another index is of a later database, which was
+// copied to that place since.
+bool Installation::undo(const std::optional<std::string>& backup) const {
+  const std::string named = part("backup");
+  if (!putIndexBack() || !removeCreated() || (isThere(named) && !canBeRead(named))) return false;
+  const bool counts = backup &&
+                      (isOwnBackup(session_, *backup) || isConfiguredBackup(session_, *backup)) &&
+                      compared(*backup + "/" + index_, installed_) != Comparison::Different;
+  return !counts || copyBack(*backup, true);
 }
 
 void Installation::protectBy(const Backup& backup) {

@@ -86,6 +86,7 @@ class Installation {
   bool isSound() const;
   bool hasArrived() const;
   std::optional<std::string> backup() const;
+  bool undo(const std::optional<std::string>& backup) const;
   bool removeCreated() const;
   bool copyBack(const std::string& backup, bool mayLack) const;
 

@@ -205,7 +205,7 @@ int checkSetup(const EngineSettings& settings) {
     checkDirectory(report, "BackUpPath", *places.backup, size);
     directories.push_back(*places.backup);
   }
-  if (!fileExists(places.base) && !format->makesBase)
+  if (!fileExists(places.base) && format->folder == nullptr)
     report.say("the database's directory", "make it: this format needs it to exist");
   else if (fileExists(places.base) && format->folder != nullptr)
     report.say(std::string("the database's folder ") + format->folder,

@@ -8,18 +8,9 @@
 #include "engines/bd/versions_index.h"
 #include "engines/journal.h"
 
-inline constexpr EngineFormat kBdFormat{2,
-                                        3,  // type, number
-                                        "LOG: ",
-                                        "versions.dat",
-                                        false,  // prefix, index, stops between files
-                                        kBdSuffix,
-                                        "avbackdir",  // suffix, own backup
-                                        true,
-                                        "Plugins",
-                                        SIZE_MAX,  // makes its base, folder, characters of a proxy
-                                        readVersions,
-                                        md5Of};
+inline constexpr EngineFormat kBdFormat{
+    2,         3,     "LOG: ",  "versions.dat", kBdSuffix, "avbackdir",
+    "Plugins", false, SIZE_MAX, readVersions,   md5Of};
 
 // Used in this order: construct, setValues, setCallback, updateNow, destroy.
 //

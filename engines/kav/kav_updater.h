@@ -5,13 +5,8 @@
 #include "engines/journal.h"
 #include "engines/kav/klb_index.h"
 
-inline constexpr EngineFormat kKavFormat{1,          2,  // type, number
-                                         "KLOG: ",   "avp.klb",
-                                         true,                 // prefix, index, stops between files
-                                         "",         nullptr,  // suffix, own backup
-                                         false,      nullptr,
-                                         64,  // makes its base, folder, characters of a proxy
-                                         filesOfKlb, signatureLine};
+inline constexpr EngineFormat kKavFormat{1,       2,    "KLOG: ", "avp.klb",  "",           nullptr,
+                                         nullptr, true, 64,       filesOfKlb, signatureLine};
 
 // Used in this order: construct, setValues, SetCallback, update, destroy.
 //
