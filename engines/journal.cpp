@@ -3,12 +3,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <set>
 
 #include "engines/index_name.h"
 #include "engines/text_lines.h"
 #include "system/file_commands.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -58,18 +63,20 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
     return hasSameContents(from, part(to));
   };
   if (!copy(downloaded_, "coming")) return "the new index could not be copied";
-  if (isThere(installed_) && !copy(installed_, "before")) return "the index could not be copied";
+  // One that cannot be read counts as none: it must not keep a good one from coming.
+  if (canBeRead(installed_) && !copy(installed_, "before")) return "the index could not be copied";
 
   const std::string suffix = session_.format->suffix;
   const bool written = writePart("paths", [&](std::FILE* list) {
-    const auto add = [&](const std::string& name) {
-      std::fprintf(list, "%s%s\n", isThere(path(name)) ? kReplaced : kCreated, name.c_str());
+    const auto add = [list](const std::string& name, bool wasThere) {
+      std::fprintf(list, "%s%s\n", wasThere ? kReplaced : kCreated, name.c_str());
     };
     for (const Wanted& file : wanted) {
-      add(file.name);
-      if (!suffix.empty()) add(file.name.substr(0, file.name.rfind(suffix)));
+      const std::string installed = file.name.substr(0, file.name.rfind(suffix));
+      add(file.name, isThere(path(file.name)));
+      if (!suffix.empty()) add(installed, isThere(path(installed)));
     }
-    if (!hasSameContents(downloaded_, installed_)) add(index_);
+    if (!hasSameContents(downloaded_, installed_)) add(index_, isThere(part("before")));
     std::fprintf(list, "%s\n", kEnd);
   });
   return written ? nullptr : std::strerror(errno);
@@ -150,25 +157,37 @@ int Installation::recover(const Session& session) {
     done = !isRegularFile(paths) || canBeRead(paths);
     if (done) tell("Invalid journal dropped");
   } else if (!left.hasArrived()) {
-    done = left.undo(backup);
-    if (done) tell("Unfinished installation undone");
+    const Restored restored = left.undo(backup);
+    done = restored != Restored::Not;
+    if (done)
+      tell(restored == Restored::All
+               ? "Unfinished installation undone"
+               : "Unfinished installation undone, but for files without a copy,");
   }
   done = done && left.close();
-  if (done && backup && isOwnBackup(session, *backup)) removeTree(*backup);
+  if (done && backup && !isConfiguredBackup(session, *backup) && isOwnBackup(session, *backup))
+    removeTree(*backup);
   if (!done) tell("Error undoing an unfinished installation");
   return done ? kDone : kFailed;
 }
 
-// The index of before comes first: from then on the installation counts as not arrived,
-// however far the rest comes. A backup with another index is of a later database, which was
-// copied to that place since.
-bool Installation::undo(const std::optional<std::string>& backup) const {
+// Removing files makes space for the index. A backup with another index is of a later
+// database, which was copied to that place since.
+Installation::Restored Installation::undo(const std::optional<std::string>& backup) const {
   const std::string named = part("backup");
-  if (!putIndexBack() || !removeCreated() || (isThere(named) && !canBeRead(named))) return false;
+  if (!removeCreated() || !putIndexBack() || (isThere(named) && !canBeRead(named)))
+    return Restored::Not;
   const bool counts = backup &&
                       (isOwnBackup(session_, *backup) || isConfiguredBackup(session_, *backup)) &&
                       compared(*backup + "/" + index_, installed_) != Comparison::Different;
-  return !counts || copyBack(*backup, true);
+  return copyBack(counts ? *backup : "");
+}
+
+// The same truth, told to the log when it is false.
+bool Installation::isRestored(const std::string& name, bool is) const {
+  if (!is)
+    writeLog(session_.log, "%sError restoring %s\n", session_.format->prefix, path(name).c_str());
+  return is;
 }
 
 void Installation::protectBy(const Backup& backup) {
@@ -181,49 +200,68 @@ void Installation::protectBy(const Backup& backup) {
 }
 
 int Installation::installIndex() {
-  if (!isOpen_ || !syncFileSystem(base_)) return kFailed;
+  if (!isOpen_ || !sync()) return kFailed;
   const int status = copyFile(downloaded_, installed_);
-  isComplete_ = hasSameContents(downloaded_, installed_) && syncFileSystem(base_);
+  isComplete_ = hasSameContents(downloaded_, installed_) && sync();
   (void)(isComplete_ ? close() : putIndexBack());
   return status;
 }
 
 bool Installation::putIndexBack() const {
   const std::string before = part("before");
-  if (!isThere(before)) return removeFile(installed_) && syncDirectory(base_);
+  if (!isThere(before)) return isRestored(index_, removeFile(installed_) && syncDirectory(base_));
   if (!hasSameContents(before, installed_)) (void)copyFile(before, installed_);
-  return hasSameContents(before, installed_) && syncFileSystem(base_);
+  return isRestored(index_, hasSameContents(before, installed_) && sync());
 }
 
 bool Installation::removeCreated() const {
   return eachPath([this](bool created, const std::string& name) {
-    return !created || isDirectory(path(name)) || removeFile(path(name));
+    return !created || isDirectory(path(name)) || isRestored(name, removeFile(path(name)));
   });
 }
 
-bool Installation::copyBack(const std::string& backup, bool mayLack) const {
-  bool restored = true;
+// One file under both names, by a linked folder, is no copy.
+Installation::Restored Installation::copyBack(const std::string& backup) const {
+  Restored restored = Restored::All;
   const bool listed = eachPath([&](bool created, const std::string& name) {
     const std::string copy = backup + "/" + name;
-    if (created || name == index_ || isSameEntry(copy, path(name))) return true;
-    if (mayLack && !isThere(copy)) return true;
-    (void)copyFile(copy, path(name));
-    restored = isSameEntry(copy, path(name)) && restored;
+    if (created || name == index_) return true;
+    if (backup.empty() || !isThere(copy) || isSameFile(copy, path(name))) {
+      restored = std::max(restored, Restored::InPart);
+      return true;
+    }
+    if (!isSameEntry(copy, path(name))) copyEntry(copy, path(name));
+    if (!isRestored(name, isSameEntry(copy, path(name)))) restored = Restored::Not;
     return true;
   });
-  return listed && restored;
+  return listed ? restored : Restored::Not;
 }
 
 bool Installation::rollBack() const {
-  if (!putIndexBack() || !protectedBy_ || !copyBack(*protectedBy_, false) || !syncFileSystem(base_))
+  if (!putIndexBack() || !protectedBy_ || copyBack(*protectedBy_) != Restored::All || !sync())
     return false;
   const bool hasAdded = !eachPath(
       [this](bool created, const std::string& name) { return !created || !isThere(path(name)); });
-  return hasAdded ? removeFile(part("backup")) : close();
+  return hasAdded || close();
+}
+
+// Folders of the database may lie on other file systems, and so may a linked index.
+bool Installation::sync() const {
+  std::error_code error;
+  std::set<std::string> folders{base_, fs::weakly_canonical(installed_, error).parent_path()};
+  (void)eachPath([&](bool /*created*/, const std::string& name) {
+    folders.insert(path(name).substr(0, path(name).rfind('/')));
+    return true;
+  });
+  return std::all_of(folders.begin(), folders.end(), [&](const std::string& folder) {
+    return !fs::is_directory(folder, error) || syncFileSystem(folder);
+  });
 }
 
 bool Installation::close() const {
-  if (!syncFileSystem(base_)) return false;
-  if (isDirectory(folder_) && (!removeFile(part("paths")) || !syncDirectory(folder_))) return false;
-  return discard(folder_);
+  if (!sync()) return false;
+  if (!isDirectory(folder_)) return discard(folder_);
+  if (!removeFile(part("paths")) || !syncDirectory(folder_)) return false;
+  (void)discard(folder_);
+  return true;
 }

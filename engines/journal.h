@@ -24,7 +24,8 @@
 class Installation {
  public:
   // Closes what an earlier run or attempt has left open: completes it when its index has
-  // arrived, and otherwise undoes it. Afterwards the database is one version.
+  // arrived, and otherwise undoes it. Afterwards the database is one version, but for files
+  // without a copy and for files that the update had dropped before.
   //
   // Undoing means: the index of before comes back, files that were created are removed,
   // and files that were replaced and differ from their copy are copied back. A replaced
@@ -74,6 +75,7 @@ class Installation {
   bool close() const;
 
  private:
+  enum class Restored { All, InPart, Not };  // InPart: files without a copy stayed
   using UsePath = std::function<bool(bool created, const std::string& name)>;
 
   explicit Installation(const Session& session);
@@ -86,9 +88,11 @@ class Installation {
   bool isSound() const;
   bool hasArrived() const;
   std::optional<std::string> backup() const;
-  bool undo(const std::optional<std::string>& backup) const;
+  Restored undo(const std::optional<std::string>& backup) const;
+  bool isRestored(const std::string& name, bool is) const;
   bool removeCreated() const;
-  bool copyBack(const std::string& backup, bool mayLack) const;
+  Restored copyBack(const std::string& backup) const;
+  bool sync() const;
 
   const Session& session_;
   const std::string base_;

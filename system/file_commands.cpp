@@ -5,9 +5,16 @@
 #include "system/shell_word.h"
 
 int copyFile(const std::string& from, const std::string& to) {
-  // cp would wait for somebody who reads it.
+  // cp would wait for the other end of a pipe.
+  if (isPipe(from)) return 1;
   if (isPipe(to)) removeFile(to);
   return runInstallation("cp -pf " + shellWord(from) + " " + shellWord(to) + kQuietly);
+}
+
+int copyEntry(const std::string& from, const std::string& to) {
+  if (isRegularFile(from) && !isSymbolicLink(to)) return copyFile(from, to);
+  removeFile(to);
+  return runInstallation("cp -pRPf " + shellWord(from) + " " + shellWord(to) + kQuietly);
 }
 
 int copyTree(const std::string& from, const std::string& to) {

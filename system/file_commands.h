@@ -5,8 +5,11 @@
 
 #include <string>
 
-// cp -pf: replaces the file `to`, also where that is a pipe.
+// cp -pf: replaces the file `to`, also where that is a pipe. A pipe `from` fails.
 [[nodiscard]] int copyFile(const std::string& from, const std::string& to);
+
+// The same, but a link or a pipe is copied as what it is.
+int copyEntry(const std::string& from, const std::string& to);
 
 // cp -prf: makes `to`, which should not exist, a copy of the directory `from`. Into a
 // directory that is still there, a mount point for instance, the contents are copied. A

@@ -55,7 +55,15 @@ bool isSymbolicLink(const std::string& path) { return typeOf(path) == fs::file_t
 
 bool isDirectory(const std::string& path) { return typeOf(path) == fs::file_type::directory; }
 
-bool isPipe(const std::string& path) { return typeOf(path) == fs::file_type::fifo; }
+bool isPipe(const std::string& path) {
+  std::error_code error;
+  return fs::is_fifo(path, error);
+}
+
+bool isSameFile(const std::string& a, const std::string& b) {
+  std::error_code error;
+  return fs::equivalent(a, b, error);
+}
 
 bool isThere(const std::string& path) {
   struct stat status = {};
@@ -100,7 +108,9 @@ bool isSameEntry(const std::string& a, const std::string& b) {
   return type != fs::file_type::regular || hasSameContents(a, b);
 }
 
-bool removeFile(const std::string& path) { return unlink(path.c_str()) == 0 || errno == ENOENT; }
+bool removeFile(const std::string& path) {
+  return unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+}
 
 bool discard(const std::string& path) {
   std::error_code error;

@@ -26,7 +26,12 @@ bool isThere(const std::string& path);
 bool isRegularFile(const std::string& path);
 bool isSymbolicLink(const std::string& path);
 bool isDirectory(const std::string& path);
+
+// Whether a pipe is there, also behind a link.
 bool isPipe(const std::string& path);
+
+// Whether two paths lead to one file.
+bool isSameFile(const std::string& a, const std::string& b);
 
 // False for a missing file and for one without contents.
 bool hasContents(const std::string& path);

@@ -162,5 +162,8 @@ void QX_BDUpdater::undo(Installation& installation) {
     return;
   }
   (void)installation.putIndexBack();
-  if ((baseCreated || !backup->exists()) && RevertCurrentBackup() == 0) installation.close();
+  // The next recovery would remove what comes back now. Without an index each file is
+  // judged by itself.
+  if (baseCreated) (void)installation.close();
+  if (baseCreated || !backup->exists()) RevertCurrentBackup();
 }
