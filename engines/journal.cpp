@@ -164,6 +164,8 @@ int Installation::recover(const Session& session) {
                ? "Unfinished installation undone"
                : "Unfinished installation undone, but for files without a copy,");
   }
+  // cp gives permissions last: contents that are there may lack them.
+  if (done && left.hasArrived()) takeMode(left.part("coming"), left.installed_);
   done = done && left.close();
   if (done && backup && !isConfiguredBackup(session, *backup) && isOwnBackup(session, *backup))
     removeTree(*backup);
@@ -211,6 +213,7 @@ bool Installation::putIndexBack() const {
   const std::string before = part("before");
   if (!isThere(before)) return isRestored(index_, removeFile(installed_) && syncDirectory(base_));
   if (!hasSameContents(before, installed_)) (void)copyFile(before, installed_);
+  takeMode(before, installed_);
   return isRestored(index_, hasSameContents(before, installed_) && sync());
 }
 
@@ -231,6 +234,7 @@ Installation::Restored Installation::copyBack(const std::string& backup) const {
       return true;
     }
     if (!isSameEntry(copy, path(name))) copyEntry(copy, path(name));
+    takeMode(copy, path(name));
     if (!isRestored(name, isSameEntry(copy, path(name)))) restored = Restored::Not;
     return true;
   });

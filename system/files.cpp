@@ -108,6 +108,14 @@ bool isSameEntry(const std::string& a, const std::string& b) {
   return type != fs::file_type::regular || hasSameContents(a, b);
 }
 
+void takeMode(const std::string& from, const std::string& to) {
+  struct stat model = {};
+  struct stat status = {};
+  if (lstat(from.c_str(), &model) == 0 && lstat(to.c_str(), &status) == 0 &&
+      S_ISREG(model.st_mode) && S_ISREG(status.st_mode) && model.st_mode != status.st_mode)
+    (void)chmod(to.c_str(), model.st_mode & 07777);
+}
+
 bool removeFile(const std::string& path) {
   return unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
 }

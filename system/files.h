@@ -50,6 +50,10 @@ enum class Comparison { Same, Different, Unreadable };
 // target, or two entries of the same other kind.
 [[nodiscard]] bool isSameEntry(const std::string& a, const std::string& b);
 
+// Gives a file the permissions of another one, if it can. Links and the like stay as they
+// are.
+void takeMode(const std::string& from, const std::string& to);
+
 // Removes an entry that is no directory. True also when there was none.
 bool removeFile(const std::string& path);
 

@@ -36,7 +36,7 @@ int cannotMake(QX_AVUpdateLog* log, const char* what, const std::string& path) {
 bool makeDir(const std::string& path) { return mkdir(path.c_str(), kDirMode) == 0; }
 
 // Makes the base directory with its Plugins under another name first: a run that finds
-// one without Plugins would take it for complete.
+// one without Plugins would take it for complete, also after a power cut.
 int makeBase(const std::string& path, QX_AVUpdateLog* log) {
   const std::string base = path.substr(0, path.find_last_not_of('/') + 1);
   const std::size_t name = base.rfind('/') + 1;
@@ -46,7 +46,8 @@ int makeBase(const std::string& path, QX_AVUpdateLog* log) {
     rmdir(made.c_str());
     return cannotMake(log, "plugindir", path + "/Plugins");
   }
-  if (std::rename(made.c_str(), base.c_str()) != 0) return cannotMake(log, "basedir", path);
+  if (!syncDirectory(made) || std::rename(made.c_str(), base.c_str()) != 0)
+    return cannotMake(log, "basedir", path);
   return kDone;
 }
 

@@ -105,7 +105,11 @@ void QX_KAVUpdater::install(const Attempt& attempt, const std::vector<std::strin
     unlink(downloaded.c_str());
   }
   writeLog(session.log, "KLOG: Updating AV Index ");
-  logOutcome(installation.installIndex());
+  const int status = installation.installIndex();
+  logOutcome(status);
+  // The copy ran and did not arrive.
+  if (status == 0 && !installation.isComplete())
+    writeLog(session.log, "KLOG: Error installing %s\n", kKavFormat.index);
 }
 
 void QX_KAVUpdater::backUp(Installation& installation) const {
