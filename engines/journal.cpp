@@ -156,7 +156,10 @@ int Installation::recover(const Session& session) {
   if (!left.isSound() && !left.isSound()) {
     done = !isRegularFile(paths) || canBeRead(paths);
     if (done) tell("Invalid journal dropped");
-  } else if (!left.hasArrived()) {
+  } else if (left.hasArrived()) {
+    // cp gives permissions last: contents that are there may lack them.
+    takeMode(left.part("coming"), left.installed_);
+  } else {
     const Restored restored = left.undo(backup);
     done = restored != Restored::Not;
     if (done)
@@ -164,8 +167,6 @@ int Installation::recover(const Session& session) {
                ? "Unfinished installation undone"
                : "Unfinished installation undone, but for files without a copy,");
   }
-  // cp gives permissions last: contents that are there may lack them.
-  if (done && left.hasArrived()) takeMode(left.part("coming"), left.installed_);
   done = done && left.close();
   if (done && backup && !isConfiguredBackup(session, *backup) && isOwnBackup(session, *backup))
     removeTree(*backup);
