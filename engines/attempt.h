@@ -1,5 +1,7 @@
-// One attempt at one server: what it knows, and the steps that are the same for every
-// format. An engine's update_run.cpp puts them in its order.
+// One attempt at one server: its state, and the steps that are the same for every format.
+// An engine's update_run.cpp calls them in this order: begin(), its own comparison, which
+// fills `wanted`; endUpToDate() when nothing is wanted; otherwise fetchAll() for the
+// downloads, beginInstallation(), and an Installation (journal.h).
 #pragma once
 
 #include "engines/change_set.h"
@@ -9,18 +11,19 @@ class Attempt {
   // The session and the URL outlive the attempt.
   Attempt(Session& attemptSession, const char* url);
 
-  // Announces the attempt, closes an installation that was left open (see journal.h), and
-  // fetches the server's index. kDone; kCancelled, also when the watcher asks to stop,
-  // and nothing is left of the index then; kFailed.
+  // Announces the attempt, recovers the database (see journal.h) and fetches the server's
+  // index. Returns kDone, kFailed, or kCancelled, also when the watcher asks to stop. After
+  // a cancel the downloaded index is removed.
   [[nodiscard]] int begin(const Transfer& index);
 
-  // Ends an attempt that has found nothing to fetch. The downloaded index is installed
-  // when it is not the installed one, lists something, and lists every name that the
-  // installed one lists. kDone, or kCancelled.
+  // Ends an attempt that has found nothing to fetch. It installs the downloaded index when
+  // that differs from the installed one, lists something, and lists every name that the
+  // installed one lists. Returns kDone, or kCancelled when the watcher asks to stop.
   [[nodiscard]] int endUpToDate() const;
 
-  // Announces the installation, whatever the downloads came to. Returns that: kDone when
-  // it shall go on, or kCancelled also when the watcher asks to stop.
+  // Announces the installation, also after downloads that failed: `downloads` is their
+  // result. Returns kCancelled when the watcher asks to stop, otherwise `downloads`. The
+  // engine installs after kDone only.
   [[nodiscard]] int beginInstallation(int downloads) const;
 
   Session& session;

@@ -1,30 +1,29 @@
-// What an update has to download, whatever the format.
+// The files that an update has to download, in every format.
 #pragma once
 
 #include <set>
 
 #include "engines/session.h"
 
-// The sum of the sizes; it wraps, see addBytes().
+// The sum of the sizes. It wraps: see addBytes().
 std::int32_t totalSize(const std::vector<Wanted>& wanted);
 
-// A size as an index lists it: leading decimal digits with an optional sign, 0 without
-// any, the nearest number of 32 bits for one that has more.
+// Reads a size of an index: decimal digits at the start, with an optional sign. A text
+// without digits gives 0. A larger number gives the nearest one of 32 bits.
 std::int32_t listedSize(const std::string& text);
 
-// Tells the log that an index cannot be read, and returns kFailed.
+// Writes to the log that an index cannot be read. Returns kFailed.
 [[nodiscard]] int cannotRead(const Session& session, const std::string& index);
 
-// Judges the names that one downloaded index lists. Looks up the directories once, and
-// each folder of the names once.
+// Judges the names that one downloaded index lists. It looks up each directory once.
 class NameJudge {
  public:
   explicit NameJudge(const Session& session)
       : session_(session), guarded_(guardedPlaces(session.places)) {}
 
-  // Whether a name must not be fetched: it is empty, or it would reach something else than
-  // a file of the database, or it would be fetched into a directory that others use. The
-  // log names it then.
+  // Whether a name must not be fetched: it is empty, it would lead out of the database, it
+  // stands for the index or its journal, or it would be fetched into the database, its
+  // backup or a directory of the program. The log names a refused one.
   [[nodiscard]] bool refuses(const std::string& name);
 
  private:
@@ -32,17 +31,18 @@ class NameJudge {
 
   const Session& session_;
   const std::vector<std::string> guarded_;
-  std::set<std::string> known_;  // folders of names that reach none of them
+  std::set<std::string> known_;  // folders that reach no guarded place
 };
 
-// Where the downloads of a change set ended: kDone after the last one, otherwise what
-// `failed` came to, kCancelled or negative.
+// How the downloads of a change set ended.
 struct FetchEnd {
-  int result;
-  const Wanted* failed;
+  int result;            // kDone, kCancelled, or the negative result of `failed`
+  const Wanted* failed;  // the file that ended them; null after kDone
 };
 
-// Downloads a change set in its order, a line in the log for each file. The session's
-// counters are the set's meanwhile, and 0 afterwards.
+// Downloads a change set in its order and writes a line to the log for each file. `fetchOne`
+// fetches a file with Session::fetch() and returns its result, or a negative one when what
+// came is wrong. The session counts the bytes of the set meanwhile; afterwards its counters
+// are 0.
 [[nodiscard]] FetchEnd fetchAll(Session& session, const std::vector<Wanted>& wanted,
                                 const std::function<int(const Wanted&)>& fetchOne);

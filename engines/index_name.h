@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-// The name of the folder in which an installation keeps its journal, beside the index.
+// The name of the folder, beside the index, in which an installation keeps its journal.
 std::string journalName(const std::string& index);
 
 // Whether a name stays below the directory that it is joined to and stands for a
@@ -15,19 +15,19 @@ std::string journalName(const std::string& index);
 // delete anything else.
 bool isSafeName(std::string_view name, const std::string& index);
 
-// Whether a name is safe and written in the one usual way: it is not empty and
-// has no "." or empty component, so another name stands for another file.
+// Whether a name is safe and in normal form: it is not empty, and it has no "." and no
+// empty component. Two different plain names are two different files.
 bool isPlainName(std::string_view name, const std::string& index);
 
-// The name without the components that lead nowhere, empty ones and ".".
+// The name in normal form: without empty components and without ".".
 std::string normalisedName(std::string_view name);
 
 // A text of an index for the log: '?' stands for each control character.
 std::string printableName(std::string_view name);
 
-// A listed name, ready to be compared with very many others: their last bytes,
-// in which the names of a database differ, before all of them. A view; the text
-// must outlive it.
+// A listed name that is compared with very many others. The last bytes are compared first,
+// because the names of a database differ there. The object is a view: the text must
+// outlive it.
 class IndexName {
  public:
   explicit IndexName(std::string_view text);

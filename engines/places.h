@@ -18,12 +18,15 @@ struct Places {
   std::string downloaded(const std::string& name) const { return download + "/" + name; }
 };
 
-// An update removes its backup, and it copies into and out of its temp directory: what
-// lies there must be nobody else's. Returns false, after a line in the log that begins
-// with `prefix`, when the temp directory is or lies in the database, or when the backup
-// is, holds or lies in the database, or is or holds the temp directory, the
-// configuration, the lock's or the log's directory. Links and mounts are followed.
-// Directories need not exist yet. Places without a base are apart.
+// Whether the directories of an update are apart from each other. A run asks this first:
+// an update removes its backup, and it copies into and out of its temp directory. Returns
+// false, after a line in the log that begins with `prefix`, when
+// - the temp directory is or lies in the database;
+// - the backup is, holds or lies in the database;
+// - the backup is or holds the temp directory, or the directory of the configuration, the
+//   lock or the log.
+// Links and mounts are followed. A directory need not exist. Places without a base are
+// apart.
 [[nodiscard]] bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* log);
 
 // The directories that a name of an index must not reach when it is fetched: the database

@@ -9,13 +9,13 @@
 
 constexpr std::size_t kMaxServers = 10;
 
-// An entry of the server list as a URL that begins with "http://" or, with useHttps,
-// "https://", whatever scheme it was given with. Empty when the entry has another
-// scheme or one that does not stand at its start. The entry is taken as it is, blanks
-// included; an empty one gives the bare scheme.
+// The URL of an entry of the server list. It begins with "https://" when useHttps is set,
+// otherwise with "http://", also when the entry names the other one of these. Empty when
+// the entry has another scheme, or a scheme that is not at its start. Blanks stay. An empty
+// entry gives the scheme alone.
 [[nodiscard]] std::string serverUrl(std::string_view entry, bool useHttps);
 
-// The URLs of a comma-separated list, at most kMaxServers. Invalid entries are named in
-// the log (may be null) and left out.
+// The URLs of a comma-separated list, at most kMaxServers. An invalid entry is left out,
+// after a line in the log (may be null).
 [[nodiscard]] std::vector<std::string> usableServers(std::string_view list, bool useHttps,
                                                      QX_AVUpdateLog* log);

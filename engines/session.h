@@ -1,5 +1,10 @@
-// What an updater is while it is configured: settings, servers, proxy, log, watcher,
-// counters and paths; and what every format does the same way with them.
+// The configuration of an updater, and the steps with it that are the same in every format.
+//
+// A new engine holds one Session. It opens the session with the settings and lets the caller
+// watch. For each server it makes an Attempt (attempt.h). It owns the temp directory: it
+// makes a missing one before the run and removes its downloads after it. Session::fetch()
+// sends the events of a file, so the engine calls it with `notify` for the files of a change
+// set, and without for the index.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +20,8 @@
 #include "engines/result.h"
 #include "update/update_log.h"
 
-// setValues' fourteen values, in their order; views of the caller's texts, which may be
-// null where a flag does not call for them.
+// The fourteen values of setValues(), in their order. The texts belong to the caller. A text
+// may be null when no flag asks for it.
 struct EngineSettings {
   QX_AVUpdateLog* log;
   const char* basePath;
@@ -33,17 +38,17 @@ struct EngineSettings {
   std::uint8_t retries;   // tries per download
   const char* serverList;
 
-  // Whether the proxy values that the two flags call for are there: user and password
-  // are called for by proxyAuth alone, also when no proxy is used.
+  // Whether the values that the two proxy flags ask for are there. useProxy asks for server
+  // and port. proxyAuth asks for user and password, also when no proxy is used.
   bool isProxyComplete() const;
   bool areComplete() const;
 
-  // The beginning of every download command. Tries per download: 2 to 5, otherwise 3.
-  // Seconds: at least 5.
+  // The beginning of every download command, with the number of tries (2 to 5, otherwise
+  // 3) and the seconds to wait (at least 5).
   std::string wget() const;
 };
 
-// The proxy in the environment, where wget finds it, while the object lives.
+// Keeps the proxy in the environment, where wget finds it. It is gone with the object.
 class ExportedProxy {
  public:
   explicit ExportedProxy(const std::string& address);  // "HOST:PORT"
@@ -52,28 +57,28 @@ class ExportedProxy {
   ExportedProxy& operator=(const ExportedProxy&) = delete;
 };
 
-// One file's way onto this machine.
+// How one file is fetched.
 struct Transfer {
-  std::string command;  // that fetches it; empty when it cannot be fetched
-  std::string target;   // where it goes to
-  std::string log;      // that the command writes; may be empty
+  std::string command;  // fetches the file; empty when that is not possible
+  std::string target;   // the path that the command writes to
+  std::string log;      // the path of the command's messages; may be empty
 
-  // What to make of it when the command has ended, with status 0 or not: kDone, or a
-  // negative result.
+  // Judges the file after the command has ended; `succeeded` means with status 0. Returns
+  // kDone or a negative result. It is not asked after a cancel.
   std::function<int(bool succeeded)> judge;
 };
 
-// Owns copies of the settings, borrows the log and the watcher's user pointer. A
-// session that is not open knows no server and has empty places. Releasing a
-// configuration is assigning a new session.
+// Owns copies of the settings. Borrows the log and the watcher's user pointer. A session
+// that is not open knows no server and has empty places. To release a configuration,
+// assign a new session.
 class Session {
  public:
   explicit Session(const EngineFormat& engineFormat) : format(&engineFormat) {}
 
-  // Takes the settings over and exports the proxy, "HOST:PORT", if one is used.
-  // Returns kDone, or kNoServers when the list holds no usable server: the log is
-  // known then and the proxy exported, but the session is not open. Throws
-  // std::bad_alloc.
+  // Copies the settings and exports the proxy, "HOST:PORT", if one is used. An empty
+  // backup path counts as none. Returns kDone, or kNoServers when the list holds no usable
+  // server. After that the session is not open, but it has the log, and the proxy is
+  // exported. Throws std::bad_alloc.
   [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
   bool isOpen() const { return !places.base.empty(); }
   bool usesProxy() const { return proxy != nullptr; }
@@ -82,22 +87,24 @@ class Session {
   // changes nothing.
   int watch(UpdateProgressCallback watcher, void* data);
 
-  // Sends an event; those of a file come with the counted bytes. False: the watcher
-  // asks to stop.
+  // Sends an event, with the counted bytes if `withBytes` is set. Returns false when the
+  // watcher asks to stop.
   [[nodiscard]] bool tell(ProgressEvent event, const char* text, bool withBytes = false) const;
-  void reportError(const std::string& text) const;  // whatever is answered
 
-  // A transfer of SERVER/FILE to the download directory: `wget`, which ends in a blank,
-  // with the address and the target. The engine adds what its own command has besides, and
-  // its judgement.
+  // Sends ProgressError. The answer does not matter.
+  void reportError(const std::string& text) const;
+
+  // The transfer of SERVER/FILE into the download directory. `wget` is the beginning of the
+  // command and ends in a blank. The engine adds the rest of its command, its log and its
+  // judgement.
   Transfer transferOf(const std::string& wget, const char* server, const char* file) const;
 
-  // Runs one file's transfer. With `notify` the watcher is told before it, and twice after
-  // the file was counted with its listed size. Target and log are removed first: the wget
-  // of a killed run may still write into a file of that name, and through a link it would
-  // write into another file. Returns kDone; kCancelled, also when the watcher asks to stop
-  // or DownCancelled is set, and then nothing was judged; or a negative judgement. Only a
-  // file that is there is counted. The place to change when transfers change.
+  // Fetches one file. With `notify` the watcher hears of it before the transfer, and twice
+  // after the file was counted with its listed size. Target and log are removed first: the
+  // wget of a killed run may still write into a file of that name, and wget would write
+  // through a link into another file. Returns kDone after a good judgement; kCancelled when
+  // the watcher asks to stop, or when DownCancelled is set after the command; otherwise the
+  // negative judgement, and then the file is not counted. Change transfers here.
   [[nodiscard]] int fetch(const char* file, std::int32_t size, bool notify,
                           const Transfer& transfer);
 

@@ -1,23 +1,23 @@
-// Text files, indexes and wget's log, as lines.
+// Reading text files line by line: indexes and wget's log.
 #pragma once
 
 #include <string>
 
 #include "system/files.h"
 
-// Reads a text file line by line. A line longer than the limit gives its first
-// `limit` characters and ends the reading. A line ends at a NUL that it holds.
+// Reads the lines of a file. From a line that is longer than the limit it gives the first
+// `limit` characters, and the reading ends there. A NUL in a line ends that line.
 class LineReader {
  public:
   LineReader(const std::string& path, std::size_t limit);
 
   bool isOpen() const { return file_ != nullptr; }
 
-  // Whether a read failed, so that lines are missing. Asked for at the end.
+  // Whether a read has failed, so that lines are missing. Ask after the last line.
   bool failed() const { return isOpen() && std::ferror(file_.get()) != 0; }
 
-  // Gives the next line without its line feed; false when there is none. The
-  // end of the file may give one more, empty line.
+  // Gives the next line without its line feed. Returns false when there is none. The end
+  // of the file may give one more line, which is empty.
   [[nodiscard]] bool next(std::string& line);
 
  private:
@@ -26,14 +26,14 @@ class LineReader {
   bool ended_ = false;
 };
 
-// Characters of an index line that are taken.
+// The limit for the lines of an index.
 constexpr std::size_t kIndexLineLimit = 1022;
 
-// Without the line feeds and then the carriage returns at its end. A text of
-// line feeds alone, or of carriage returns alone, stays as it is.
+// The text without the line feeds at its end, and then without the carriage returns there.
+// A text of line feeds alone, or of carriage returns alone, stays as it is.
 std::string withoutLineEnd(std::string text);
 
-// Without the blanks (the space character alone) at its start, or at its end. A
-// text of blanks alone stays as it is.
+// The text without the blanks at its start, or at its end. A blank is the space character.
+// A text of blanks alone stays as it is.
 std::string withoutLeadingBlanks(std::string text);
 std::string withoutTrailingBlanks(std::string text);
