@@ -39,8 +39,9 @@ int Attempt::endUpToDate() const {
   return kDone;
 }
 
-// A page that lists nothing, or an index that is short for a moment, never replaces one
-// that lists more. An interrupt cuts the lists, and one that cannot be read is not empty.
+// A page that lists nothing never replaces an index, and an index that is short for a moment
+// never replaces one that lists more. After an interrupt the lists are incomplete. A list
+// that cannot be read is not an empty one.
 bool Attempt::wantsIndex() const {
   if (hasSameContents(downloadedIndex, installedIndex)) return false;
   const auto namesIn = [this](const std::string& index) -> std::optional<std::vector<std::string>> {

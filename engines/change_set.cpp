@@ -30,8 +30,8 @@ bool NameJudge::refuses(const std::string& name) {
   return true;
 }
 
-// Only a name with a folder in it can leave the directory that it is fetched into. wget
-// makes no folders, so nothing is reached behind one that does not exist.
+// Only a name with a folder in it can leave the download directory. wget makes no folders:
+// behind a folder that does not exist nothing is reached.
 bool NameJudge::reachesGuarded(const std::string& name) {
   const std::string plain = normalisedName(name);
   for (std::size_t at = plain.find('/'); at != std::string::npos; at = plain.find('/', at + 1)) {

@@ -55,7 +55,7 @@ Installation::Installation(const Session& session, const std::vector<Wanted>& wa
   (void)discard(folder_);
 }
 
-// Null, or why the journal could not be written.
+// Writes the journal. Returns null, or the reason why that failed.
 const char* Installation::write(const std::vector<Wanted>& wanted) const {
   if (!discard(folder_) || mkdir(folder_.c_str(), 0755) != 0) return std::strerror(errno);
   const auto copy = [this](const std::string& from, const char* to) {
@@ -63,7 +63,8 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
     return hasSameContents(from, part(to));
   };
   if (!copy(downloaded_, "coming")) return "the new index could not be copied";
-  // One that cannot be read counts as none: it must not keep a good one from coming.
+  // An installed index that cannot be read counts as none. Otherwise it would keep a good
+  // index out for ever.
   if (canBeRead(installed_) && !copy(installed_, "before")) return "the index could not be copied";
 
   const std::string suffix = session_.format->suffix;
@@ -82,7 +83,8 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
   return written ? nullptr : std::strerror(errno);
 }
 
-// The part is there only when it and everything before it is on the disk.
+// Writes a part of the journal. It gets its name when it, and all that was written before
+// it, is on the disk.
 bool Installation::writePart(const char* name, const std::function<void(std::FILE*)>& write) const {
   const std::string made = part(name) + ".new";
   File file = openFile(made, "w");
@@ -93,8 +95,8 @@ bool Installation::writePart(const char* name, const std::function<void(std::FIL
          std::rename(made.c_str(), part(name).c_str()) == 0 && syncDirectory(folder_);
 }
 
-// Hands each path to a function, until that returns false. Returns false then, and when the
-// list is not complete.
+// Calls a function for each path until it returns false. Returns true when it never did and
+// the list is complete.
 bool Installation::eachPath(const UsePath& use) const {
   LineReader reader(part("paths"), kPathLimit);
   std::string line;
@@ -107,7 +109,7 @@ bool Installation::eachPath(const UsePath& use) const {
   return false;
 }
 
-// Whether all of the journal is there, and it names paths of the database alone.
+// Whether the journal is complete and names only paths of the database.
 bool Installation::isSound() const {
   bool hadIndex = true;
   const auto isPath = [&](bool created, const std::string& name) {
@@ -118,8 +120,8 @@ bool Installation::isSound() const {
          isRegularFile(part("before")) == hadIndex;
 }
 
-// Whether the index in the database is the one that was to come. One that does not change
-// proves nothing.
+// Whether the index in the database is the coming one. An index that does not change proves
+// nothing.
 bool Installation::hasArrived() const {
   bool changes = false;
   const auto isIndex = [&](bool /*created*/, const std::string& name) {
@@ -152,12 +154,12 @@ int Installation::recover(const Session& session) {
     writeLog(session.log, "%s%s in %s\n", session.format->prefix, what, left.base_.c_str());
   };
   bool done = true;
-  // What is dropped is lost, and a read may fail for a moment: it is asked twice.
+  // A read may fail for a moment, and a dropped journal is lost: the question is asked twice.
   if (!left.isSound() && !left.isSound()) {
     done = !isRegularFile(paths) || canBeRead(paths);
     if (done) tell("Invalid journal dropped");
   } else if (left.hasArrived()) {
-    // cp gives permissions last: contents that are there may lack them.
+    // cp sets permissions last. A kill may have come before that.
     takeMode(left.part("coming"), left.installed_);
   } else {
     const Restored restored = left.undo(backup);
@@ -174,8 +176,8 @@ int Installation::recover(const Session& session) {
   return done ? kDone : kFailed;
 }
 
-// Removing files makes space for the index. A backup with another index is of a later
-// database, which was copied to that place since.
+// Files that were created go first: that makes space for the index. A backup with another
+// index is not used, because somebody has copied a later database to its place.
 Installation::Restored Installation::undo(const std::optional<std::string>& backup) const {
   const std::string named = part("backup");
   if (!removeCreated() || !putIndexBack() || (isThere(named) && !canBeRead(named)))
@@ -186,7 +188,7 @@ Installation::Restored Installation::undo(const std::optional<std::string>& back
   return copyBack(counts ? *backup : "");
 }
 
-// The same truth, told to the log when it is false.
+// Returns `is`, and writes a line to the log when that is false.
 bool Installation::isRestored(const std::string& name, bool is) const {
   if (!is)
     writeLog(session_.log, "%sError restoring %s\n", session_.format->prefix, path(name).c_str());
@@ -224,7 +226,8 @@ bool Installation::removeCreated() const {
   });
 }
 
-// One file under both names, by a linked folder, is no copy.
+// Where a folder of the database is a link, the backup leads to the same file. That is no
+// copy.
 Installation::Restored Installation::copyBack(const std::string& backup) const {
   Restored restored = Restored::All;
   const bool listed = eachPath([&](bool created, const std::string& name) {
@@ -250,7 +253,7 @@ bool Installation::rollBack() const {
   return hasAdded || close();
 }
 
-// Folders of the database may lie on other file systems, and so may a linked index.
+// A folder of the database may lie on another file system, and so may a linked index.
 bool Installation::sync() const {
   std::error_code error;
   std::set<std::string> folders{base_, fs::weakly_canonical(installed_, error).parent_path()};

@@ -20,7 +20,8 @@ fs::path resolved(const std::string& path) {
   return normal.has_filename() ? normal : normal.parent_path();  // no final slash
 }
 
-// Also when the directory has another name, by a mount or where case does not count.
+// Whether a directory is a path or holds it. A mount may give the directory another name,
+// and so may a file system on which upper and lower case are the same.
 bool isOrHolds(const std::string& directory, const std::string& path) {
   const fs::path holder = resolved(directory);
   std::error_code error;
@@ -30,7 +31,7 @@ bool isOrHolds(const std::string& directory, const std::string& path) {
   }
 }
 
-// A directory and the folders in it: each may be mounted in another place, too.
+// A directory and the folders in it. Each of them may be mounted in another place, too.
 std::vector<std::string> foldersOf(const std::string& directory) {
   std::vector<std::string> folders{directory};
   std::error_code error;
@@ -69,7 +70,8 @@ bool arePlacesApart(const Places& places, const char* prefix, QX_AVUpdateLog* lo
   return true;
 }
 
-// A download directory that lies in such a place itself reaches nothing new by a name.
+// The download directory may lie in a guarded place itself. A name then reaches nothing new
+// there.
 std::vector<std::string> guardedPlaces(const Places& places) {
   std::vector<std::string> guarded = foldersOf(places.base);
   guarded.insert(guarded.end(), std::begin(kOwn), std::end(kOwn));

@@ -39,7 +39,7 @@ int Session::open(const EngineSettings& settings, const std::string& proxyAddres
   if (settings.useProxy != 0) proxy = std::make_unique<ExportedProxy>(proxyAddress);
   servers = usableServers(settings.serverList, settings.useHttps != 0, log);
   if (servers.empty()) return kNoServers;
-  // An empty one would stand for the root directory in the commands.
+  // In the commands an empty path would stand for the root directory.
   if (settings.backupPath != nullptr && *settings.backupPath != '\0')
     places.backup = settings.backupPath;
   places.temp = places.download = settings.tempPath;

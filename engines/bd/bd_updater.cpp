@@ -1,5 +1,5 @@
-// The published operations of the updater for BitDefender-format bases, but for the
-// directories and the run.
+// The published operations of the updater for BitDefender-format bases. Its directories are
+// in work_dirs.cpp, its run is in update_run.cpp.
 
 #include "engines/bd/bd_updater.h"
 
@@ -94,8 +94,8 @@ int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned in
                        transfer(server, file, false));
 }
 
-// A cut base is found out by its digest. A cut index would be installed, and what it
-// does not list would not be updated any more: it must have come whole.
+// The digest shows that a base is cut. Nothing shows it of an index: it would be installed,
+// and files that it does not list would not be updated any more. So an index must be whole.
 Transfer QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
   Transfer transfer = session.transferOf(wgetCommand + " ", server, file);
   transfer.log = wgetErrorFile;

@@ -1,5 +1,4 @@
-// The updater for BitDefender-format bases, which the index versions.dat
-// describes.
+// The updater for BitDefender-format bases. Their index is versions.dat.
 #pragma once
 
 #include "engines/attempt.h"
@@ -14,11 +13,10 @@ inline constexpr EngineFormat kBdFormat{
 
 // Used in this order: construct, setValues, setCallback, updateNow, destroy.
 //
-// Owns copies of the settings, borrows the log and the callback's user pointer.
-// Main thread only. Operations that return int give 0 for success, 2 when they
-// were cancelled, by the callback or by DownCancelled, and a negative number for
-// a failure, which the log explains. Without settings, or after they were refused,
-// nothing is fetched or changed anywhere.
+// Owns copies of the settings. Borrows the log and the callback's user pointer. Main thread
+// only. Operations that return int give 0 for success, 2 after a cancel by the callback or by
+// DownCancelled, and a negative number for a failure, which the log explains. Without
+// settings, or after refused settings, nothing is fetched or changed anywhere.
 class QX_BDUpdater {
  public:
   // Failed downloads, by cause.
@@ -28,7 +26,7 @@ class QX_BDUpdater {
   static constexpr int DownloadErrConnection = -6;  // refused without one, or timed out
 
   QX_BDUpdater() = default;
-  // Constructs and sets the values; whether that went well shows in updateNow().
+  // Constructs and sets the values. A failure shows in updateNow().
   QX_BDUpdater(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
                const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
@@ -37,15 +35,15 @@ class QX_BDUpdater {
   QX_BDUpdater(const QX_BDUpdater&) = delete;
   QX_BDUpdater& operator=(const QX_BDUpdater&) = delete;
 
-  // Replaces the whole configuration, the callback included, makes the temp directory
-  // when it is missing and exports the proxy to the environment. `log` and
-  // `backupPath` (the run then chooses one and removes it again) may be null, and so
-  // may proxy values that the two flags do not call for; `timeout` is in seconds, at
-  // least 5; `retries` are the tries per download, 2 to 5.
+  // Replaces the whole configuration, also the callback. Makes a missing temp directory and
+  // exports the proxy to the environment. `log` may be null. `backupPath` may be null: the
+  // run then chooses a place and removes it again. A proxy value may be null when no flag
+  // asks for it. `timeout` is in seconds, at least 5. `retries` are the tries per download,
+  // 2 to 5.
   //
-  // Returns 0; -1 when a value is missing (the object is untouched then), when the
-  // temp directory cannot be made or memory runs out; -3 when the list holds no
-  // usable server. After the last ones the object refuses to run.
+  // Returns 0; -1 when a value is missing (the object is untouched then), when the temp
+  // directory cannot be made or memory runs out; -3 when the list holds no usable server.
+  // After the last three the object refuses to run.
   int setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
                 const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
@@ -59,40 +57,38 @@ class QX_BDUpdater {
   // Releases the configuration and takes the proxy out of the environment.
   void DeallocMemory();
 
-  // Makes the working directories, tries the servers in turn until one attempt
-  // completes, and removes the directories. Returns 0 when one completed, which
-  // its own failures after the downloads began do not change; 2 when the run
-  // was cancelled; -1 when no attempt completed, the object is not configured or
-  // directories lie in each other that must not; -4 when the directories could not
-  // be made.
+  // Makes the working directories, tries the servers in turn until one attempt completes,
+  // and removes the directories. Returns 0 when an attempt completed, also when its
+  // downloads or its installation failed; 2 when the run was cancelled; -1 when no attempt
+  // completed, when the object is not configured, or when the directories are not apart; -4
+  // when the working directories could not be made.
   int updateNow();
 
-  // Runs one attempt: index, change set, downloads, backup, installation with
-  // decompression and digest check, index installed, clean-up; an installation
-  // that fails is undone from the backup. Returns 0 when the database is up to
-  // date or the downloads were begun and not cancelled, -1 for a failure before
-  // that, 2 for a cancel.
+  // Runs one attempt: index, change set, downloads, backup, installation with decompression
+  // and digest check, new index, clean-up. A failed installation is undone from the backup.
+  // Returns 0 when the database is up to date, or when the downloads began and were not
+  // cancelled; -1 for a failure before that; 2 for a cancel.
   int UpdatePerServer(const char* server);
 
-  // Fetches `file` from the server's directory `server` into the working directory.
-  // `size` is the listed size in bytes, counted once the file is there; with `notify`
-  // the callback learns of it. Returns 0, 2 when cancelled, -1 without a message when
-  // no file came, or what DownloadError() makes of an empty one. The size of a file is
-  // not judged, its digest is, later.
+  // Fetches `file` from the server's directory `server` into the working directory. `size`
+  // is the listed size in bytes; it is counted when the file is there. With `notify` the
+  // callback gets events. Returns 0; 2 when cancelled; -1 without a message when no file
+  // came; the result of DownloadError() for an empty file. The size is not compared: the
+  // digest is judged later.
   int DownloadFile(const char* server, const char* file, unsigned int size, bool notify);
 
-  // Tells the cause of a failed download from what wget has written about it,
-  // reports it to callback and log and returns one of the DownloadErr codes.
+  // Finds the cause of a failed download in wget's messages. Reports it to callback and log
+  // and returns one of the DownloadErr codes.
   int DownloadError(const char* file);
 
-  // Makes a missing base directory, and the working directory, in which files are
-  // fetched from then on, and chooses a backup directory when none is configured.
-  // Returns 0, or -1 after a line in the log; -1 without settings.
+  // Makes a missing base directory. Makes the working directory, into which files are
+  // fetched from then on. Chooses a backup directory when none is configured. Returns 0, or
+  // -1 after a line in the log; -1 without settings.
   int MakeDirs();
 
-  // Removes what MakeDirs() and the run have made; harmless when repeated. A
-  // configured backup stays, without Plugins/cache.000, and so does one that an open
-  // installation needs. Returns the status of the last removal, 0 without settings.
+  // Removes the directories of MakeDirs() and of the run; harmless when repeated. A
+  // configured backup stays, without Plugins/cache.000. A backup that an open installation
+  // needs stays, too. Returns the status of the last removal, 0 without settings.
   int RemoveDirs();
 
   // Copies the bases to the backup directory, in place of an older copy. Returns

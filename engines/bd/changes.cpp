@@ -13,8 +13,8 @@ struct Installed {
   const std::string* proof;
 };
 
-// Whether an installed file has the listed digest; nothing, after a line in the log,
-// when it cannot be read.
+// Whether an installed file has the listed digest. Nothing, after a line in the log, when
+// the file cannot be read.
 std::optional<bool> hasDigest(const Session& session, const Wanted& entry) {
   const std::string local = session.places.installed(entry.name);
   const std::optional<std::string> digest = md5Of(local);
@@ -25,8 +25,8 @@ std::optional<bool> hasDigest(const Session& session, const Wanted& entry) {
   return entry.proof == *digest;
 }
 
-// Whether an installed file must be fetched, as the installed index tells: its first
-// entry of that name decides, unless the file cannot be read.
+// Whether an installed file must be fetched. The first entry of its name in the installed
+// index decides. When the file cannot be read, the next entry does.
 bool isWantedByIndex(const Session& session, const Wanted& entry,
                      const std::vector<Installed>& installed) {
   const IndexName name(entry.name);
@@ -42,11 +42,10 @@ bool isWantedByIndex(const Session& session, const Wanted& entry,
 
 }  // namespace
 
-// The downloaded index is judged whole before anything of it is used. The installed one
-// can make a file wanted, by another digest, but cannot vouch for it: somebody may have
-// changed the file since, so that its own digest has the last word. A file that is there
-// and that the installed index does not list was put there by somebody else and is left
-// alone.
+// All names of the downloaded index are judged before any of them is used. Another digest in
+// the installed index makes a file wanted. The same digest there proves nothing, because
+// somebody may have changed the file since: the digest of the file itself decides. A file
+// that the installed index does not list was put there by somebody else and is left alone.
 int findWantedByVersions(const Session& session, const char* downloaded, const char* installed,
                          std::vector<Wanted>& wanted) {
   const auto listed = readVersions(downloaded);

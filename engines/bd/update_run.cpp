@@ -15,8 +15,8 @@ namespace {
 
 constexpr int kNoDirectories = -4;
 
-// An index that lists nothing was left by a full disk or a kill. It counts as none:
-// compared with it, no file that is there would ever be fetched again.
+// An index that lists nothing counts as none. Compared with it, no file that is there would
+// ever be fetched again.
 bool listsNothing(const std::string& index) {
   const auto entries = readVersions(index);
   return entries && entries->empty();
@@ -72,7 +72,7 @@ int QX_BDUpdater::findChanges(Attempt& attempt) {
                               hasIndex ? installed.c_str() : nullptr, attempt.wanted);
 }
 
-// kDone when all of them are there, kCancelled, or negative.
+// Returns kDone when all files are there, kCancelled, or a negative result.
 int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
   const std::string directory = attempt.server + std::string("/avx");
   const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) {
@@ -83,8 +83,8 @@ int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
   return end.result;
 }
 
-// Whether the installation may go on. A database that this run has made has nothing to
-// lose.
+// Returns whether the installation may go on. A database that this run has made needs no
+// backup.
 bool QX_BDUpdater::backUp() {
   if (baseCreated) return true;
   writeLog(session.log, "LOG: Getting backup of current av database at %s\n",
@@ -103,7 +103,7 @@ void QX_BDUpdater::install(const Attempt& attempt) {
   if (installation.isOpen()) undo(installation);
 }
 
-// Without a journal nothing is changed, and the installation has failed with its index.
+// Without a journal nothing is changed, and the index counts as not installed.
 std::optional<std::string> QX_BDUpdater::installAll(const Attempt& attempt,
                                                     Installation& installation) const {
   std::optional<std::string> failure;
@@ -113,8 +113,8 @@ std::optional<std::string> QX_BDUpdater::installAll(const Attempt& attempt,
   return failure ? failure : installIndex(attempt, installation);
 }
 
-// A copy or decompression that failed shows in the digest. What it has left is removed
-// where nothing stood before: nothing else would ever replace it.
+// The digest shows whether copy and decompression worked. A wrong file that is new is
+// removed at once.
 std::optional<std::string> QX_BDUpdater::installFile(const Wanted& file) const {
   const std::string staged = session.places.installed(file.name);
   const std::string installed = staged.substr(0, staged.rfind(kBdSuffix));
@@ -139,8 +139,8 @@ std::optional<std::string> QX_BDUpdater::installFile(const Wanted& file) const {
   return std::nullopt;
 }
 
-// A copy that ran and did not arrive is a failure, too: new files under the old index
-// are a database that no index describes.
+// A copy that ran and did not arrive is a failure, too. No index would describe new files
+// under the old index.
 std::optional<std::string> QX_BDUpdater::installIndex(const Attempt& attempt,
                                                       Installation& installation) const {
   if (installation.installIndex() < 0 || !installation.isComplete()) {
@@ -153,8 +153,8 @@ std::optional<std::string> QX_BDUpdater::installIndex(const Attempt& attempt,
   return std::nullopt;
 }
 
-// A backup that lacks a file, or has it in part, is not copied back: it would replace
-// good files. This run may have taken no backup; one from an earlier run is then restored.
+// A backup that lacks a file, or has a part of it, is not copied back: it would replace good
+// files. This run may have taken no backup; one from an earlier run is then restored.
 void QX_BDUpdater::undo(Installation& installation) {
   if (installation.isProtected()) {
     if (!installation.rollBack())
@@ -162,8 +162,8 @@ void QX_BDUpdater::undo(Installation& installation) {
     return;
   }
   (void)installation.putIndexBack();
-  // The next recovery would remove what comes back now. Without an index each file is
-  // judged by itself.
+  // The next recovery would remove the files that come back now. Nothing is lost without
+  // it: there is no index, so the next run judges each file by itself.
   if (baseCreated) (void)installation.close();
   if (baseCreated || !backup->exists()) RevertCurrentBackup();
 }

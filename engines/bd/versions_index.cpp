@@ -7,8 +7,8 @@
 
 namespace {
 
-// Cuts the text at its last space and gives what stood behind it; nothing when
-// there is no space.
+// Cuts the text at its last space. Returns the part behind it, or nothing when there is no
+// space.
 std::optional<std::string> cutLastField(std::string& text) {
   const std::size_t space = text.rfind(' ');
   if (space == std::string::npos) return std::nullopt;
@@ -17,8 +17,8 @@ std::optional<std::string> cutLastField(std::string& text) {
   return field;
 }
 
-// The entry of a line "+... DIGEST NAME SIZE", which is read from its end; nothing for
-// any other line.
+// The file of a line "+... DIGEST NAME SIZE", which is read from its end. Nothing for any
+// other line.
 std::optional<Wanted> parseEntry(std::string line) {
   if (line.empty() || line.front() != '+') return std::nullopt;
   const std::optional<std::string> size = cutLastField(line);

@@ -16,8 +16,8 @@ constexpr char kSaved[] = " saved [";
 
 char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-// Why a download failed, as a line of wget's log tells; DownloadErrGeneric when it
-// does not.
+// The reason of a failed download that a line of wget's log tells. DownloadErrGeneric when
+// the line tells none.
 DownloadFailure failureIn(std::string line, bool usesProxy) {
   std::transform(line.begin(), line.end(), line.begin(), lowerAscii);
   const auto contains = [&line](const char* text) { return line.find(text) != std::string::npos; };
@@ -41,9 +41,9 @@ DownloadFailure downloadFailure(const std::string& wgetLog, bool usesProxy) {
   return failure;
 }
 
-// A line "2026-11-23 15:31:58 (2 MB/s) - 'PATH' saved [142/142]" is wget's own when it
-// begins with its time: the server's headers are indented. There may have been several
-// tries; the last line counts.
+// wget's own line reads "2026-11-23 15:31:58 (2 MB/s) - 'PATH' saved [142/142]". Headers of
+// the server may hold the same words, but they are indented. After several tries the last
+// line counts.
 bool hasSavedSize(const std::string& path, const std::string& wgetLog) {
   LineReader reader(wgetLog, kSavedLineLimit);
   std::optional<std::uintmax_t> bytes;

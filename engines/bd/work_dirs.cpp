@@ -1,5 +1,4 @@
-// Working directories of an update of BitDefender-format bases, and the copy
-// that undoes a failed installation.
+// The directories of an update of BitDefender-format bases, and the backup.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,8 +15,8 @@ namespace {
 constexpr int kLastNumber = 64;
 constexpr mode_t kDirMode = 0775;
 
-// The first of NAME, NAME1 ... NAME64 in the directory that does not exist yet
-// and is not `taken`.
+// The first of NAME, NAME1 ... NAME64 that does not exist in the directory and is not
+// `taken`.
 std::optional<std::string> freeName(const std::string& directory, const char* name,
                                     const std::string& taken = "") {
   for (int n = 0; n <= kLastNumber; ++n) {
@@ -27,7 +26,7 @@ std::optional<std::string> freeName(const std::string& directory, const char* na
   return std::nullopt;
 }
 
-// kFailed, after a line in the log with the system's reason.
+// Writes the system's reason to the log. Returns kFailed.
 int cannotMake(QX_AVUpdateLog* log, const char* what, const std::string& path) {
   writeLog(log, "LOG: Error creating %s %s (%s)\n", what, path.c_str(), std::strerror(errno));
   return kFailed;
@@ -35,8 +34,8 @@ int cannotMake(QX_AVUpdateLog* log, const char* what, const std::string& path) {
 
 bool makeDir(const std::string& path) { return mkdir(path.c_str(), kDirMode) == 0; }
 
-// Makes the base directory with its Plugins under another name first: a run that finds
-// one without Plugins would take it for complete, also after a power cut.
+// Makes the base directory under another name first, with its Plugins in it. A run that
+// finds a base directory takes it for complete. The order holds after a power cut, too.
 int makeBase(const std::string& path, QX_AVUpdateLog* log) {
   const std::string base = path.substr(0, path.find_last_not_of('/') + 1);
   const std::size_t name = base.rfind('/') + 1;
@@ -70,8 +69,8 @@ int QX_BDUpdater::MakeDirs() {
   places.download = *work;
 
   if (!places.backup) {
-    // Beside the working directory: the copy that can restore the database outlives an
-    // accident to the downloads.
+    // The backup lies beside the working directory, not in it: it survives an accident to
+    // the downloads.
     const std::optional<std::string> place = freeName(temp, kBdFormat.ownBackup);
     if (!place) {
       writeLog(session.log, "LOG: To many back dir at %s. Delete unused and retry again\n",
@@ -88,7 +87,7 @@ int QX_BDUpdater::MakeDirs() {
 }
 
 int QX_BDUpdater::RemoveDirs() {
-  // The scanner's own cache; it does not belong into a backup.
+  // The scanner's own cache does not belong into a backup.
   if (backup) unlink((backup->place() + "/Plugins/cache.000").c_str());
   if (!session.places.backup && backup && !Installation::needs(session, *backup))
     DeleteCurrentBackup();

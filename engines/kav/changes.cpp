@@ -8,7 +8,7 @@
 
 namespace {
 
-// An entry that has a file name, its fields read once; views into its text.
+// An entry that has a file name, with its fields. These are views into its text.
 struct Fields {
   const std::string* text;
   IndexName name;
@@ -25,7 +25,7 @@ std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   return named;
 }
 
-// What the installed index says of a file's signature.
+// The signature of a file in the installed index, compared with the downloaded one.
 enum class Listed { Nowhere, Same, Different, Unsigned, Cancelled };
 
 Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
@@ -43,12 +43,11 @@ Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
 
 }  // namespace
 
-// The downloaded index is judged whole before anything of it is used.
+// All names of the downloaded index are judged before any of them is used.
 //
-// With an installed index, a file that is there is taken for what that index lists. The
-// file's own signature line is read only where there is no index to ask: where it is
-// missing, or where it is the same as the downloaded one. Right after a file that is
-// wanted by its own line a cancel is not looked for. The next file, or the caller, sees it.
+// When an installed index is given, it decides about a file that is there. Without one, the
+// signature line of the file itself does. After a file that is wanted by its own line the
+// cancel flag is not read: the next file, or the caller, reads it.
 int findWantedByKlb(const Session& session, const char* downloaded, const char* installed,
                     std::vector<Wanted>& wanted) {
   const auto newEntries = readKlb(downloaded);

@@ -1,4 +1,5 @@
-// The published operations of the updater for Kaspersky-format bases, but for the run.
+// The published operations of the updater for Kaspersky-format bases. Its run is in
+// update_run.cpp.
 
 #include "engines/kav/kav_updater.h"
 
@@ -44,8 +45,8 @@ int QX_KAVUpdater::setValues(QX_AVUpdateLog* log, const char* basePath, const ch
 }
 
 int QX_KAVUpdater::setValues(const EngineSettings& settings) {
-  // This engine writes the port as a signed number. A longer address is refused, not
-  // cut: the password must not go to another host.
+  // This engine writes the port as a signed number. An address that is too long is refused,
+  // not cut: the password must not go to another host.
   std::string address;
   if (settings.useProxy != 0 && settings.proxyServer != nullptr)
     address = settings.proxyServer +
@@ -81,8 +82,8 @@ int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32
   return session.fetch(file, size, notify != 0, transfer(file, server));
 }
 
-// wget leaves an empty file behind when the server does not have the one asked for. One
-// that is missing although wget was content is noticed by whoever reads it.
+// wget leaves an empty file when the server does not have the file. A file that is missing
+// after status 0 is no failure here: the next reader of the file notices it.
 Transfer QX_KAVUpdater::transfer(const char* file, const char* server) const {
   Transfer transfer = session.transferOf(wgetCommand + " ", server, file);
   transfer.command += " > /dev/null 2>&1";

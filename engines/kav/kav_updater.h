@@ -1,4 +1,4 @@
-// The updater for Kaspersky-format bases, which the index avp.klb describes.
+// The updater for Kaspersky-format bases. Their index is avp.klb.
 #pragma once
 
 #include "engines/attempt.h"
@@ -10,11 +10,11 @@ inline constexpr EngineFormat kKavFormat{1,       2,    "KLOG: ", "avp.klb",  ""
 
 // Used in this order: construct, setValues, SetCallback, update, destroy.
 //
-// Owns copies of the settings, borrows the log and the callback's user pointer.
-// Main thread only. Operations that return int give 0 for success, 2 when they
-// were cancelled, by the callback or by DownCancelled, and a negative number for
-// a failure, which the log explains. Without settings, or after they were refused,
-// nothing is fetched or changed anywhere and the failure has no message.
+// Owns copies of the settings. Borrows the log and the callback's user pointer. Main thread
+// only. Operations that return int give 0 for success, 2 after a cancel by the callback or by
+// DownCancelled, and a negative number for a failure, which the log explains. Without
+// settings, or after refused settings, nothing is fetched or changed anywhere, and the failure
+// has no message.
 class QX_KAVUpdater {
  public:
   // The comparison of a downloaded index with the installed one.
@@ -28,10 +28,10 @@ class QX_KAVUpdater {
   QX_KAVUpdater(const QX_KAVUpdater&) = delete;
   QX_KAVUpdater& operator=(const QX_KAVUpdater&) = delete;
 
-  // Replaces the whole configuration, the callback included, and exports the
-  // proxy to the environment. `log` and `backupPath` (no backup then) may be
-  // null, and so may proxy values that the two flags do not call for; `timeout`
-  // is in seconds, at least 5; `retries` are the tries per download, 2 to 5.
+  // Replaces the whole configuration, also the callback, and exports the proxy to the
+  // environment. `log` may be null. `backupPath` may be null: no backup is taken then. A
+  // proxy value may be null when no flag asks for it. `timeout` is in seconds, at least 5.
+  // `retries` are the tries per download, 2 to 5.
   //
   // Returns 0; -1 when a value is missing or the proxy's "HOST:PORT" exceeds 64
   // characters (the object is untouched then) or when memory runs out; -3 when the
@@ -54,26 +54,24 @@ class QX_KAVUpdater {
   // tries no server, and so returns -1.
   int update();
 
-  // Runs one attempt against every server in turn, whatever the earlier ones
-  // came to. Returns 0 when at least one attempt returned 0, else -1; 2 when the
-  // run was cancelled; -1, before the first event, when directories lie in each
-  // other that must not.
+  // Runs one attempt against every server in turn, also after an attempt that failed.
+  // Returns 0 when at least one attempt returned 0, otherwise -1; 2 when the run was
+  // cancelled; -1, before the first event, when the directories are not apart.
   int updateIT();
 
-  // Runs one attempt: index, comparison, change set, downloads, backup,
-  // installation, index installed, clean-up. Returns 0 when the database is up
-  // to date or the downloads were begun, whatever came of them; -1 and 2 for a
-  // failure and a cancel before that, and 2 when the callback cancels the last
-  // event. A download that failed or was cancelled leaves the database alone; when
-  // DownCancelled comes between two files, the callback's answer to the next event
-  // decides.
+  // Runs one attempt: index, comparison, change set, downloads, backup, installation, new
+  // index, clean-up. Returns 0 when the database is up to date, or when the downloads began,
+  // also when they failed; -1 for a failure and 2 for a cancel before that; 2 when the
+  // callback cancels the last event. After a failed or cancelled download the database is
+  // not changed. When DownCancelled comes between two files, the callback's answer to the
+  // next event decides.
   int updatePerServer(const char* server);
 
-  // Fetches `file` from the server into the temp directory. `size` is the listed size
-  // in bytes, counted once the file is there; with `notify` the callback learns of it.
-  // Returns 0 (also for a null file), 2 when cancelled, -1 when wget could not be
-  // started or failed, or the file came empty. A file that did not come although wget
-  // was content is the reader's to notice.
+  // Fetches `file` from the server into the temp directory. `size` is the listed size in
+  // bytes; it is counted when the file is there. With `notify` the callback gets events.
+  // Returns 0, also for a null file; 2 when cancelled; -1 when wget could not be started or
+  // failed, or when the file is empty. A file that is missing after wget's status 0 gives 0:
+  // the next reader of the file notices it.
   int DownloadFile(const char* file, const char* server, std::int32_t size, unsigned char notify);
 
   // Reads the entries of an index. Returns their number, or -1 when the file

@@ -10,8 +10,7 @@ constexpr std::size_t kEntryMax = 255;  // characters of an entry that count
 constexpr long kSignatureTail = 60;     // a signature line with its line end
 constexpr std::size_t kLineEndLength = 2;
 
-// The n-th field, from 0, of the entry's comma-separated fields; nothing when no comma
-// ends it.
+// Field n, counted from 0, of a comma-separated entry. Nothing when no comma ends the field.
 std::optional<std::string_view> fieldOf(std::string_view entry, int n) {
   std::string_view rest = entry.substr(0, kEntryMax);
   for (;; --n) {
@@ -75,7 +74,7 @@ std::int32_t entrySize(std::string_view entry) {
 std::optional<std::string> signatureLine(const std::string& path) {
   const File file = openFile(path);
   if (file == nullptr) return std::nullopt;
-  // Fails for a shorter file, which is then read from its start.
+  // This fails for a shorter file, which is then read from its start.
   (void)std::fseek(file.get(), -kSignatureTail, SEEK_END);
   char text[kSignatureLineBytes] = "";
   if (std::fgets(text, sizeof text, file.get()) == nullptr || std::ferror(file.get()) != 0)

@@ -43,7 +43,7 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
 
   result = attempt.beginInstallation(downloadFiles(attempt));
   if (result == kDone) install(attempt, dropped);
-  // Also those of a set that was not completed.
+  // The files of a set that was not completed go, too.
   for (const Wanted& file : attempt.wanted) unlink(session.places.downloaded(file.name).c_str());
   unlink(attempt.downloadedIndex.c_str());
 
@@ -54,14 +54,14 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
   return kDone;
 }
 
-// What is wanted goes to the attempt, and what the new index no longer lists to
-// `dropped`.
+// Fills the attempt's change set, and `dropped` with the names that the new index no longer
+// lists.
 int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropped) {
   const char* const downloaded = attempt.downloadedIndex.c_str();
   const int comparison = matchAvpKlb(downloaded);
   if (comparison < 0) return kFailed;
-  // Only a changed index is compared entry by entry; otherwise every file is checked
-  // against its own signature line.
+  // Only a changed index is compared entry by entry. Otherwise the signature line of each
+  // file is compared with the index.
   const char* const installed =
       comparison == IndexChanged ? attempt.installedIndex.c_str() : nullptr;
 
@@ -73,7 +73,7 @@ int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropp
   return result == kDone && DownCancelled ? kCancelled : result;
 }
 
-// kDone when all of them are there, kCancelled, or kFailed.
+// Returns kDone when all files are there, kCancelled, or kFailed.
 int QX_KAVUpdater::downloadFiles(const Attempt& attempt) {
   const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) -> int {
     const int result = DownloadFile(file.name.c_str(), attempt.server, file.size, 1);
