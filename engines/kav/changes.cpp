@@ -68,18 +68,14 @@ int findWantedByKlb(const Session& session, const char* downloaded, const char* 
     }
     const Wanted file{std::string(entry.name.text()), std::string(*entry.signature), entry.size};
     const std::string local = session.places.installed(file.name);
-    if (!fileExists(local)) {
-      wanted.push_back(file);
-      continue;
-    }
-
-    const Listed old = compareListed(installedEntries, entry);
+    const bool isPresent = fileExists(local);
+    const Listed old = isPresent ? compareListed(installedEntries, entry) : Listed::Different;
     if (old == Listed::Unsigned) return kFailed;
     if (old == Listed::Cancelled) return kCancelled;
-    const bool isWanted =
-        installed != nullptr ? old == Listed::Different : signatureLine(local) != file.proof;
+    const bool isWanted = isPresent && installed == nullptr ? signatureLine(local) != file.proof
+                                                            : old == Listed::Different;
     if (isWanted) wanted.push_back(file);
-    if (DownCancelled && (installed != nullptr || !isWanted)) return kCancelled;
+    if (isPresent && DownCancelled && (installed != nullptr || !isWanted)) return kCancelled;
   }
   return kDone;
 }
