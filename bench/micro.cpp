@@ -26,7 +26,8 @@ class Scratch {
   Scratch() {
     char path[] = "/dev/shm/updatenow-bench.XXXXXX";
     path_ = mkdtemp(path);
-    std::filesystem::create_directory(path_ + "/bases");
+    std::filesystem::create_directories(path_ + "/bases/Plugins");
+    std::filesystem::create_directories(path_ + "/tmp/Plugins");
   }
   ~Scratch() { std::filesystem::remove_all(path_); }
   Scratch(const Scratch&) = delete;
@@ -54,18 +55,18 @@ std::string klbIndex(std::int64_t count, int version) {
   return text;
 }
 
-std::string versionsIndex(std::int64_t count, int version) {
+std::string versionsIndex(std::int64_t count, int version, const std::string& folder = "") {
   std::string text;
   for (std::int64_t i = 0; i < count; ++i) {
     // All differ, so that no file has to be read.
     const char digit = static_cast<char>('a' + version);
-    text += "+ " + std::string(32, digit) + " " + name(i) + " 20480\n";
+    text += "+ " + std::string(32, digit) + " " + folder + name(i) + " 20480\n";
   }
   return text;
 }
 
-void installFiles(const Scratch& scratch, std::int64_t count) {
-  for (std::int64_t i = 0; i < count; ++i) scratch.write("bases/" + name(i), "x");
+void installFiles(const Scratch& scratch, std::int64_t count, const std::string& folder = "") {
+  for (std::int64_t i = 0; i < count; ++i) scratch.write("bases/" + folder + name(i), "x");
 }
 
 void Md5sum(benchmark::State& state) {
@@ -122,11 +123,13 @@ void KavChangeSet(benchmark::State& state) {
 }
 BENCHMARK(KavChangeSet)->RangeMultiplier(10)->Range(100, 10000)->Unit(benchmark::kMillisecond);
 
+// The second argument is 1 when all files are in a folder.
 void BdChangeSet(benchmark::State& state) {
   const Scratch scratch;
-  installFiles(scratch, state.range(0));
-  const std::string oldIndex = scratch.write("old", versionsIndex(state.range(0), 0));
-  const std::string newIndex = scratch.write("new", versionsIndex(state.range(0), 1));
+  const std::string folder = state.range(1) == 0 ? "" : "Plugins/";
+  installFiles(scratch, state.range(0), folder);
+  const std::string oldIndex = scratch.write("old", versionsIndex(state.range(0), 0, folder));
+  const std::string newIndex = scratch.write("new", versionsIndex(state.range(0), 1, folder));
   QX_BDUpdater updater;
   updater.setValues(nullptr, scratch.path("bases").c_str(), scratch.path("tmp").c_str(), nullptr, 0,
                     0, nullptr, 0, nullptr, nullptr, 30, 0, 3, "mirror");
@@ -136,7 +139,7 @@ void BdChangeSet(benchmark::State& state) {
     updater.AddToDownload(newIndex.c_str(), oldIndex.c_str(), changes, &total);
   }
 }
-BENCHMARK(BdChangeSet)->RangeMultiplier(10)->Range(100, 10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BdChangeSet)->ArgsProduct({{100, 1000, 10000}, {0, 1}})->Unit(benchmark::kMillisecond);
 
 void DisplayStep(benchmark::State& state) {
   char bar[kBarBytes] = {};
