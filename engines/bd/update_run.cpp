@@ -88,7 +88,7 @@ int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
 bool QX_BDUpdater::backUp() {
   if (baseCreated) return true;
   writeLog(session.log, "LOG: Getting backup of current av database at %s\n",
-           backup ? backup->place().c_str() : "");
+           session.places.backup.value_or(backup ? backup->place() : "").c_str());
   if (GetCurrentAVBackup() >= 0) return true;
   session.reportError(std::string("Error installing AV Database!") +
                       (session.places.backup ? " Can not get AV Backup." : ""));
