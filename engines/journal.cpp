@@ -49,10 +49,7 @@ Installation::Installation(const Session& session, const std::vector<Wanted>& wa
     : Installation(session) {
   const char* const reason = write(wanted);
   isOpen_ = reason == nullptr;
-  if (isOpen_) return;
-  writeLog(session.log, "%sError writing %s (%s)\n", session.format->prefix, folder_.c_str(),
-           reason);
-  (void)discard(folder_);
+  if (!isOpen_) giveUp(reason);
 }
 
 // Writes the journal. Returns null, or the reason why that failed.
@@ -64,8 +61,10 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
   };
   if (!copy(downloaded_, "coming")) return "the new index could not be copied";
   // An installed index that cannot be read counts as none. Otherwise it would keep a good
-  // index out for ever.
-  if (canBeRead(installed_) && !copy(installed_, "before")) return "the index could not be copied";
+  // index out for ever. A read may fail for a moment: it is tried twice.
+  if (isThere(installed_) && !copy(installed_, "before") && !copy(installed_, "before") &&
+      (canBeRead(installed_) || !removeFile(part("before"))))
+    return "the index could not be copied";
 
   const std::string suffix = session_.format->suffix;
   const bool written = writePart("paths", [&](std::FILE* list) {
@@ -179,8 +178,7 @@ int Installation::recover(const Session& session) {
 // Files that were created go first: that makes space for the index. A backup with another
 // index is not used, because somebody has copied a later database to its place.
 Installation::Restored Installation::undo(const std::optional<std::string>& backup) const {
-  const std::string named = part("backup");
-  if (!removeCreated() || !putIndexBack() || (isThere(named) && !canBeRead(named)))
+  if (!removeCreated() || !putIndexBack() || (!backup && hasContents(part("backup"))))
     return Restored::Not;
   const bool counts = backup &&
                       (isOwnBackup(session_, *backup) || isConfiguredBackup(session_, *backup)) &&
@@ -196,12 +194,24 @@ bool Installation::isRestored(const std::string& name, bool is) const {
 }
 
 void Installation::protectBy(const Backup& backup) {
-  const bool isHeld = eachPath([&](bool created, const std::string& name) {
-    return created || isSameEntry(backup.place() + "/" + name, path(name));
-  });
-  if (isHeld && syncFileSystem(backup.place()) &&
-      writePart("backup", [&](std::FILE* file) { std::fputs(backup.place().c_str(), file); }))
-    protectedBy_ = backup.place();
+  const auto isHeld = [&] {
+    return eachPath([&](bool created, const std::string& name) {
+      return created || isSameEntry(backup.place() + "/" + name, path(name));
+    });
+  };
+  // A read may fail for a moment: the question is asked twice.
+  if (!isOpen_ || (!isHeld() && !isHeld())) return;
+  protectedBy_ = backup.place();
+  const auto write = [&](std::FILE* file) { std::fputs(backup.place().c_str(), file); };
+  if (!syncFileSystem(backup.place()) || !writePart("backup", write)) giveUp(std::strerror(errno));
+}
+
+// Nothing has changed yet.
+void Installation::giveUp(const char* reason) {
+  writeLog(session_.log, "%sError writing %s (%s)\n", session_.format->prefix, folder_.c_str(),
+           reason);
+  isOpen_ = false;
+  (void)close();
 }
 
 int Installation::installIndex() {

@@ -49,8 +49,9 @@ class Installation {
   bool isOpen() const { return isOpen_; }
 
   // Names the backup in the journal if it can undo this installation: it holds a copy of
-  // every file that will be replaced, and all of it is on the disk. Called before the
-  // first file is replaced.
+  // every file that will be replaced, and all of it is on the disk. Call it before the
+  // first file is replaced. When the name cannot be written, the installation is closed,
+  // after a line in the log.
   void protectBy(const Backup& backup);
   bool isProtected() const { return protectedBy_.has_value(); }
 
@@ -83,6 +84,7 @@ class Installation {
   std::string path(const std::string& name) const { return session_.places.installed(name); }
 
   const char* write(const std::vector<Wanted>& wanted) const;
+  void giveUp(const char* reason);
   bool writePart(const char* name, const std::function<void(std::FILE*)>& write) const;
   bool eachPath(const UsePath& use) const;
   bool isSound() const;

@@ -67,7 +67,12 @@ bool isSameFile(const std::string& a, const std::string& b) {
 
 bool isThere(const std::string& path) {
   struct stat status = {};
-  return lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+  // The question may fail for a moment: it is asked twice.
+  for (int tries = 2; tries > 0; --tries) {
+    if (lstat(path.c_str(), &status) == 0) return true;
+    if (errno == ENOENT || errno == ENOTDIR) return false;
+  }
+  return true;
 }
 
 bool hasContents(const std::string& path) {

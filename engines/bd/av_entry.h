@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-constexpr char kBdSuffix[] = ".gzip";  // of the compressed files on a server
+inline constexpr char kBdSuffix[] = ".gzip";  // of the compressed files on a server
 
 // A value; lists of entries hold them in the order of the index.
 struct __QX_AvEntry {     // NOLINT(bugprone-reserved-identifier): the record's published name

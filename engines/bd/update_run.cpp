@@ -164,6 +164,6 @@ void QX_BDUpdater::undo(Installation& installation) {
   (void)installation.putIndexBack();
   // The next recovery would remove the files that come back now. Nothing is lost without
   // it: there is no index, so the next run judges each file by itself.
-  if (baseCreated) (void)installation.close();
+  if (baseCreated && backup->exists()) (void)installation.close();
   if (baseCreated || !backup->exists()) RevertCurrentBackup();
 }

@@ -58,7 +58,9 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
 // lists.
 int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropped) {
   const char* const downloaded = attempt.downloadedIndex.c_str();
-  const int comparison = matchAvpKlb(downloaded);
+  int comparison = matchAvpKlb(downloaded);
+  // A read may fail for a moment, and then files would not be dropped: it is asked twice.
+  if (comparison > IndexChanged) comparison = matchAvpKlb(downloaded);
   if (comparison < 0) return kFailed;
   // Only a changed index is compared entry by entry. Otherwise the signature line of each
   // file is compared with the index.
@@ -94,7 +96,9 @@ void QX_KAVUpdater::install(const Attempt& attempt, const std::vector<std::strin
   };
   Installation installation(session, attempt.wanted);
   if (installation.isOpen()) {
-    for (const std::string& name : dropped) unlink(session.places.installed(name).c_str());
+    for (const std::string& name : dropped)
+      if (!removeFile(session.places.installed(name)))
+        writeLog(session.log, "KLOG: Error removing %s\n", name.c_str());
     backUp(installation);
   }
   for (const Wanted& file : attempt.wanted) {
