@@ -12,17 +12,17 @@ namespace {
 
 constexpr std::uint32_t kBarColumns = kBarBytes - 1;
 
-// The percentage that the bar shows: 100 for a total of 0, when nothing is left to do;
-// above 100 when more was done than expected.
+// Returns the percentage that the bar shows. It is 100 for a total of 0, when nothing had to
+// be done. It is above 100 when more bytes came than the index lists.
 std::int32_t percentDone(std::int64_t total, std::int64_t done) {
   return total == 0 ? 100 : static_cast<std::int32_t>(done * 100 / total);
 }
 
-// Lengthens the bar in the buffer to three quarters of `percent` columns, 75 at most;
-// it never shrinks. Three quarters that are negative fill it; those of -1 are 0.
+// Lengthens the bar in the buffer to `percent` * 3 / 4 columns, 75 at most. The bar never
+// shrinks. A negative number of columns fills the bar (-3 / 4 is 0, not negative).
 void lengthenBar(char* bar, std::int32_t percent) {
-  // The product may exceed 32 bits when a few bytes were expected and very many came;
-  // it wraps.
+  // Very many bytes may come where few were expected. The product then exceeds 32 bits
+  // and wraps.
   const auto tripled = static_cast<std::int32_t>(static_cast<std::uint32_t>(percent) * 3U);
   const auto wanted = static_cast<std::uint32_t>(tripled / 4);
   const std::size_t length = strnlen(bar, kBarColumns);
@@ -43,8 +43,8 @@ int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t 
     case ProgressAlreadyUpdated: std::puts("\nDatabase already updated"); break;
     case ProgressDownloadStarted:
       if (bar != nullptr) {
-        // With '=' in every byte behind the terminator, moving that is all it takes to
-        // lengthen the bar.
+        // Every byte behind the terminator is '='. lengthenBar() then only moves the
+        // terminator.
         std::memset(bar, '=', kBarBytes);
         bar[0] = '\0';
       }

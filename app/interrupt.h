@@ -1,20 +1,20 @@
-// The flags through which an interrupt reaches the update.
+// The flags by which a signal stops the update.
 #pragma once
 
 #include <atomic>
 
-// Set by the first SIGINT or SIGTERM, for good: the display then answers every
+// SIGINT and SIGTERM set this flag, and nothing clears it. The display then answers every
 // event with ProgressCancel.
 extern std::atomic<bool> TermExitScan;
 
-// Set by SIGINT and SIGTERM, cleared when an update starts: the engines stop
-// downloading at their next look at it.
+// SIGINT and SIGTERM set this flag. The start of an update clears it. The engines test it
+// between their steps and stop downloading.
 extern std::atomic<bool> DownCancelled;
 
 static_assert(std::atomic<bool>::is_always_lock_free && sizeof(std::atomic<bool>) == 1,
               "a signal handler may only touch lock-free flags");
 
-// The handler of SIGTERM and SIGINT: sets both flags and nothing else.
+// The handler of SIGTERM and SIGINT. Sets both flags and does nothing else.
 void update_exit(int signal);
 
 // Sets DownCancelled.

@@ -18,23 +18,24 @@ namespace {
 constexpr int kRootGroup = 0;
 constexpr char kDefaultPath[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
-// Repairs descriptors, mask, signals and environment that the caller left in an unusual
+// Repairs descriptors, environment, umask and signals that the caller left in an unusual
 // state.
 void prepareProcess() {
-  // A standard descriptor that is closed would be the number of our next file,
-  // and the display would write into it.
+  // If a standard descriptor is closed, the next file that we open gets its number. The
+  // display would then write into that file.
   int descriptor = 0;
   while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDWR);
   if (descriptor >= 0) close(descriptor);
-  // Commands and configuration files are looked up there.
+  // Commands and configuration files are searched for in PATH. A PATH that is set stays.
   setenv("PATH", kDefaultPath, 0);
-  // Scanners that are not root read the bases; nobody else writes them or the lock.
+  // Scanners that do not run as root read the bases. Only root may write the bases and the
+  // lock.
   umask(022);
-  // Ignored, it would take the commands' exit statuses away.
+  // While SIGCHLD is ignored, the exit statuses of commands are lost.
   std::signal(SIGCHLD, SIG_DFL);
-  // A terminal that is closed must not end an update half-way.
+  // Closing the terminal must not end an update half-way.
   std::signal(SIGHUP, SIG_IGN);
-  // A reader of our output that goes away must not end an installation.
+  // If the reader of our output ends, the installation must still run to its end.
   std::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -13,23 +13,23 @@
 
 namespace {
 
-// Null when the file cannot be read.
+// Returns null when the file does not exist or memory runs out.
 OwnedTable load(const char* file) {
   return OwnedTable(fileExists(file) ? ini_dyn_load(nullptr, file) : nullptr);
 }
 
-// The value, as long as the table lives; null when it is absent or empty.
+// Returns the value, which the table owns, or null when it is absent or empty.
 const char* filledText(const OwnedTable& table, const char* name) {
   const char* const value = sym_get_value(table.get(), name, nullptr);
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-// 0 when absent or not a number.
+// Returns 0 when the value is absent or not a number.
 int number(const OwnedTable& table, const char* name) {
   return std::atoi(sym_get_value(table.get(), name, "0"));
 }
 
-// The low eight bits of the number.
+// Returns the low eight bits of the number.
 std::uint8_t byte(const OwnedTable& table, const char* name) {
   return static_cast<std::uint8_t>(number(table, name));
 }
