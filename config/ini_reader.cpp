@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t kLineMax = 1024;  // characters of a line, of a symbol's name
+constexpr std::size_t kLineMax = 1024;  // characters of a line and of a symbol's name
 constexpr std::size_t kTabWidth = 8;
 constexpr int kControlZ = 26;
 
@@ -30,8 +30,8 @@ std::string_view skipBlanks(std::string_view text) {
   return start == std::string_view::npos ? std::string_view() : text.substr(start);
 }
 
-// Reads the next line of at most `room` characters; what a longer line holds
-// beyond them stays for the next call. Returns false at the end of the file.
+// Reads the next line, at most `room` characters of it. The next call reads the rest of a
+// longer line. Tabs become blanks. Returns false at the end of the file.
 bool readLine(std::FILE* file, std::size_t room, std::string& line) {
   line.clear();
   int c = std::fgetc(file);
@@ -46,15 +46,15 @@ bool readLine(std::FILE* file, std::size_t room, std::string& line) {
     if (line.size() >= room) break;
     c = std::fgetc(file);
   }
-  // Texts end at a NUL here as everywhere; what follows one is never seen.
+  // Symbols hold texts without NUL, so the line ends at its first NUL.
   const std::size_t nul = line.find('\0');
   if (nul != std::string::npos) line.resize(nul);
   removeTrailingSpace(line);
   return true;
 }
 
-// Joins on the lines that a quoted value continues on: each final '-' gives way to the
-// next line.
+// Appends the lines on which a quoted value continues. The next line replaces each '-' at
+// the end of the line.
 void joinContinuations(std::FILE* file, std::string& line) {
   while (line.size() < kLineMax && !line.empty() && line.back() == '-') {
     std::string next;
@@ -64,8 +64,8 @@ void joinContinuations(std::FILE* file, std::string& line) {
   }
 }
 
-// The position of the quote that closes a value, or npos. A backslash makes the
-// character after it literal.
+// Returns the position of the quote that closes a value, or npos. A backslash makes the
+// character behind it an ordinary one.
 std::size_t closingQuote(std::string_view quoted) {
   for (std::size_t i = 1; i < quoted.size(); ++i) {
     if (quoted[i] == '\\')
@@ -76,7 +76,8 @@ std::size_t closingQuote(std::string_view quoted) {
   return std::string_view::npos;
 }
 
-// The value of a key line, with its quotes still on it.
+// Returns the value of a key line, with its quotes. Reads on in the file when the value
+// continues on the next line.
 std::string valueOf(std::FILE* file, std::string& line, std::size_t equals) {
   std::string value(skipBlanks(std::string_view(line).substr(equals + 1)));
   if (!value.empty() && value.front() == '"') {
@@ -92,8 +93,8 @@ std::string valueOf(std::FILE* file, std::string& line, std::size_t equals) {
   return value;
 }
 
-// The value of the variable whose name in upper case this is, of the last one if there
-// are several; empty without one.
+// Returns the value of the environment variable whose name, in upper case, equals `name`.
+// The last of several such variables counts. Without one the value is empty.
 std::string_view environmentValue(std::string_view name) {
   const auto isUpperOf = [](char upper, char c) {
     return upper == static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -122,8 +123,8 @@ std::string withEnvironment(std::string_view value) {
   return result;
 }
 
-// A value that begins with a quote loses it together with its last character,
-// which is the closing quote unless that was forgotten.
+// Resolves the escapes of a value that begins with a quote, and removes its first and its
+// last character. The last character is the closing quote, unless the file lacks that quote.
 std::string withoutQuotes(std::string_view value) {
   if (value.empty() || value.front() != '"') return std::string(value);
   std::string plain;
@@ -136,7 +137,8 @@ std::string withoutQuotes(std::string_view value) {
   return plain.empty() ? plain : plain.substr(1);
 }
 
-// The path of the file that the name stands for; empty when there is none.
+// Returns the path at which the file is found, or an empty string. The header describes
+// the search.
 std::string locate(const std::string& name) {
   const char* const path = std::getenv("PATH");
   if (path != nullptr && fileExists(name)) return name;
@@ -164,7 +166,7 @@ void storeFileSymbols(SymbolTable* table, const char* file, const std::string& p
   store(table, "filetime", std::to_string(time));
 }
 
-// The name that a section line opens, or nothing when it is no section line.
+// Returns the name of the section that the line opens. Returns nothing for other lines.
 std::optional<std::string> sectionOf(std::string_view line) {
   if (line == "[]") return std::string();
   if (line.size() < 2 || line[0] != '[' || line[1] == ']') return std::nullopt;
@@ -209,7 +211,7 @@ SymbolTable* ini_dyn_load(SymbolTable* table, const char* file) {
     readEntries(stream.get(), table);
     sym_sort_table(table);
   } catch (const std::bad_alloc&) {
-    // The table is whole after every single entry: it keeps what it has.
+    // An entry is stored as a whole or not at all. The table keeps the entries read so far.
   }
   return table;
 }

@@ -2,30 +2,30 @@
 //
 //   [Update]                       a section, exactly as written
 //   ProxyPort = 8080 ; remark      stored as "Update:ProxyPort" -> "8080"
-//   ProxyPass = "a;b\"c"           a quoted value keeps ';' and '#'; \n is a
-//                                  line feed, \ before another letter drops out
-//   ServerList = "mirror1,-        ... and goes on after a '-' that ends its line
-//   mirror2"
-//   BasesPath = $(HOME)/bases      a reference to the environment
+//   ProxyPass = "a;b\"c"           a quoted value keeps ';' and '#'; \n is a line feed,
+//                                  and \ before another character is dropped
+//   ServerList = "mirror1,-        a '-' at the end of the line is dropped, and the
+//   mirror2"                       quoted value continues on the next line
+//   BasesPath = $(HOME)/bases      the value of an environment variable
 //
-// Lines that begin with ';', '#' or '!' and lines of any other form are passed
-// over; so is a key before the first section.
+// The reader ignores lines that begin with ';', '#' or '!', lines of any other form, and
+// keys before the first section.
 #pragma once
 
 #include "config/symbol_table.h"
 
-// Loads the file into the table, or into a new one when the table is null, and
-// returns the table. A name that occurs again keeps its last value.
+// Loads the file into the table and returns the table. For a null table it creates one,
+// which the caller releases with sym_delete_table(). When a name occurs more than once, its
+// last value counts.
 //
-// Besides the keys, each section stores its own name with an empty value, and
-// the file stores "filename", "filedate" (CCYYMMDD) and "filetime" (HHMMSSCC).
+// Besides the keys, the table receives the name of each section with an empty value, and
+// three symbols of the file: "filename", "filedate" (CCYYMMDD) and "filetime" (HHMMSSCC).
 // An entry whose name would exceed 1024 characters is left out.
 //
-// The file is the named one or, when that does not exist, the first of that name in a
-// directory of PATH. Without PATH in the environment no file outside a directory
-// called PATH is found.
+// `file` is a path. If nothing exists there, the directories of PATH are searched for it.
+// Without PATH in the environment, only a directory named PATH is searched.
 //
-// A file that cannot be found leaves the table as it was, one that cannot be opened
-// gives its three symbols alone; when memory runs out the table keeps what was read so
-// far. Returns null only when a table had to be created and could not be.
+// If the file is not found, the table stays as it was. If the file cannot be opened, the
+// table receives only the three symbols of the file. If memory runs out, the table keeps
+// the entries read so far. Returns null only when a new table could not be created.
 SymbolTable* ini_dyn_load(SymbolTable* table, const char* file);

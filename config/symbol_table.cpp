@@ -8,8 +8,7 @@
 
 namespace {
 
-// The sum of the bytes as signed numbers; only its low eight bits count, so the signs
-// do not matter.
+// Returns the low eight bits of the sum of all bytes.
 std::uint8_t hashOf(std::string_view name) {
   std::uint8_t sum = 0;
   for (const char c : name) sum = static_cast<std::uint8_t>(sum + static_cast<unsigned char>(c));
@@ -23,7 +22,7 @@ std::string withoutOuterSpace(std::string_view text) {
   return std::string(text);
 }
 
-// Makes a symbol the first one of the list.
+// Puts a symbol at the head of the list.
 void prepend(SymbolTable& table, Symbol* symbol) {
   symbol->previous = nullptr;
   symbol->next = table.symbols;

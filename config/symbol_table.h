@@ -1,7 +1,7 @@
-// Names and their values, as the configuration reader finds them.
+// A table of names and their values. The configuration reader fills it.
 //
-// A table owns its symbols. Names and values are byte strings without NUL; names are
-// compared byte for byte, there is no case folding anywhere.
+// A table owns its symbols. Names and values are byte strings without NUL. Names are
+// compared byte for byte, so upper and lower case differ.
 #pragma once
 
 #include <array>
@@ -32,13 +32,13 @@ struct SymbolTable {
   ~SymbolTable();
 };
 
-// Returns a new, empty table, which the caller releases with sym_delete_table(), or
-// null when memory runs out. The arguments name the caller's place in the source for
-// memory tracing; they are not used.
+// Returns a new, empty table, or null when memory runs out. The caller releases the table
+// with sym_delete_table(). The arguments are for memory tracing and name the caller's place
+// in the source. They are not used.
 SymbolTable* sym_create_table_(const char* file, int line);
 
-// Frees the table with everything in it, also the values that sym_get_value() has
-// handed out. A null table is ignored.
+// Frees the table and everything in it, also the texts that sym_get_value() returned.
+// Ignores a null table.
 void sym_delete_table(SymbolTable* table);
 
 struct DeleteTable {
@@ -49,17 +49,16 @@ using OwnedTable = std::unique_ptr<SymbolTable, DeleteTable>;
 // Returns the symbol with exactly this name, or null.
 Symbol* sym_lookup_symbol(const SymbolTable* table, const char* name);
 
-// Gives the symbol of this name the value, creating it when there is none, and
-// returns it. Throws std::bad_alloc, leaving the table as it was. The last two
-// arguments are those of sym_create_table_().
+// Sets the value of the symbol with this name and returns the symbol. Creates the symbol
+// when there is none. The table owns it. Throws std::bad_alloc, and the table is as before
+// then. The last two arguments are not used, as in sym_create_table_().
 Symbol* sym_assume_symbol_(SymbolTable* table, const char* name, const char* value,
                            const char* file, int line);
 
-// Returns the value stored under the name, or defaultValue when there is none.
-// White space around the name looked for is ignored. The text belongs to the
-// table and lives until the table is deleted or the value replaced.
+// Returns the value of the symbol with this name, or defaultValue when there is none. White
+// space around `name` is ignored. The table owns the value, which lives until the table is
+// deleted or the value is replaced.
 const char* sym_get_value(const SymbolTable* table, const char* name, const char* defaultValue);
 
-// Brings the list of all symbols into the order of their names. Lookups do not
-// depend on that order.
+// Sorts the list of all symbols by name. Lookups do not depend on the order.
 void sym_sort_table(SymbolTable* table);
