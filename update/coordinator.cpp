@@ -18,7 +18,7 @@ EngineSettings viewOf(const UpdateSettings& s, QX_AVUpdateLog* log) {
       s.timeout,   s.useHttps,          s.retries,        s.serverList.get()};
 }
 
-// The code of the first thing that keeps an update with these settings from running,
+// Returns the exception code of the first reason why no update can run with these settings,
 // or kNoProblem.
 int problemWith(int systemType, const EngineSettings& settings) {
   if (systemType == QX_AVUpdate::QX_UNWSystem) return QX_AVUpdateExceptions::ExceptionUnknownSystem;
@@ -41,8 +41,9 @@ int runBd(const EngineSettings& settings, UpdateProgressCallback callback, void*
   return updater.updateNow();
 }
 
-// An engine is a row: its format, its line for want of memory, and what runs it. Higher
-// numbers of the version file come first.
+// A row for each engine: its format, its log line for the case that memory runs out, and the
+// function that runs it. QX_GetSystemType() takes the first row whose number is not above
+// that of the version file, so higher numbers come first.
 struct Engine {
   const EngineFormat* format;
   const char* outOfMemory;

@@ -16,12 +16,12 @@ class QX_AVUpdateExceptions {
   static constexpr int ExceptionProxyAuth = 8;
   static constexpr int ExceptionUpdateServer = 9;
 
-  // A code outside 1 to 9 becomes 0, "none".
+  // Every code outside 1 to 9 becomes 0 with the message "none".
   explicit QX_AVUpdateExceptions(int code);
 
   int type() const { return code_; }
 
-  // The message, without a line end; a constant text of static lifetime.
+  // Returns the message without a line end. The text is a constant; nobody frees it.
   const char* detail() const;
 
  private:

@@ -1,4 +1,4 @@
-// The coordinator's lock: a file that names its owner and the owner's process.
+// The coordinator's lock: a file with the name of its owner and the owner's process number.
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -16,14 +16,14 @@ namespace {
 
 constexpr char kUnknownOwner[] = "Unknown Process";
 
-// Keeps two starting programs from both finding the lock free: an advisory lock
-// on the lock file's directory, held from the look at the lock file until ours
-// is written. Where the directory cannot be locked it does nothing.
+// Two programs that start together must not both find the lock free. So this guard locks
+// the directory of the lock file, from the look at the lock file until ours is written. If
+// the directory cannot be locked, the guard does nothing.
 class LockGuard {
  public:
   LockGuard() : directory_(open(kLockDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    // An honest holder is gone within milliseconds. Anyone may lock a directory
-    // that he can read, so waiting has an end.
+    // Another updatenow holds this lock for milliseconds. But every user who can read the
+    // directory can lock it, so the wait is limited.
     int left = kPatienceMs;
     while (flock(directory_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK && left-- > 0)
       usleep(1000);
@@ -45,7 +45,7 @@ bool writeLockFile(const char* owner) {
   const bool written = std::fprintf(file.get(), "%s:%d", owner, getpid()) > 0;
   const bool closed = std::fclose(file.release()) == 0;
   if (written && closed) return true;
-  // On a full disk: a file without our number would not keep anyone out.
+  // The disk may be full. A lock file without our process number would keep nobody out.
   unlink(kLockFile);
   return false;
 }
@@ -81,7 +81,7 @@ bool QX_AVUpdate::isRunning() {
   char line[63] = "";
   if (std::fgets(line, sizeof line, file.get()) == nullptr) line[0] = '\0';
 
-  // "OWNER:PID", split at the last colon; a line without one is both.
+  // The line is "OWNER:PID", split at the last colon. A line without a colon counts as both.
   const std::string text(line, std::strcspn(line, "\n"));
   const std::size_t colon = text.rfind(':');
   const std::string owner = text.substr(0, colon);
@@ -89,7 +89,7 @@ bool QX_AVUpdate::isRunning() {
   const char* const end = text.c_str() + text.size();
   int pid = 0;
   const bool isNumber = std::from_chars(number, end, pid).ptr == end;
-  // Numbers below 1 would ask kill() about whole groups of processes.
+  // For a number below 1, kill() would ask about a group of processes.
   if (isNumber && pid >= 1 && kill(pid, 0) == 0) {
     if (log != nullptr) log->Log("Update is already in progress by %s\n", owner.c_str());
     return true;

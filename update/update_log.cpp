@@ -1,6 +1,6 @@
 #include "update/update_log.h"
 
-constexpr std::size_t kTextLimit = 1023;  // with the terminator
+constexpr std::size_t kTextLimit = 1023;  // bytes, with the terminator
 
 QX_AVUpdateLog::QX_AVUpdateLog(const char* name) : name_(copyString(name)) {}
 

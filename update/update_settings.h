@@ -5,7 +5,7 @@
 
 #include "system/owned_string.h"
 
-// Strings are owned copies; null means not set.
+// Strings are owned copies. Null means not set.
 struct UpdateSettings {
   OwnedString basePath;         // the installed signature database
   OwnedString tempPath;         // downloads go here first
