@@ -14,17 +14,17 @@
 namespace {
 
 constexpr useconds_t kPollPauseUs = 250;
-constexpr int kMaxReadFailures = 1000;  // in a row; then the pipe is broken for good
+constexpr int kMaxReadFailures = 1000;  // in a row; then drain() gives up
 
-// Once, before the first command.
+// Sets the environment that the header describes, before the first command.
 void prepareEnvironment() {
   static const bool prepared =
       setenv("LC_ALL", "C", 1) == 0 && unsetenv("POSIXLY_CORRECT") == 0 && unsetenv("GZIP") == 0;
   (void)prepared;
 }
 
-// Discards a command's output until the command closes it or DownCancelled is set. A
-// failure is tried again at once, but not for ever.
+// Discards a command's output until the command closes it or DownCancelled is set. A failed
+// read is repeated at once, up to the limit above.
 void drain(int output) {
   fcntl(output, F_SETFL, O_NONBLOCK);
   char text[1024];
@@ -38,7 +38,7 @@ void drain(int output) {
   } while (!DownCancelled && failures < kMaxReadFailures);
 }
 
-// What a terminal or a service manager sends to end a program.
+// The signals by which a terminal or a service manager ends a program.
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 }  // namespace
@@ -51,9 +51,9 @@ bool runDownload(const std::string& command) {
   return pclose(pipe) == 0;
 }
 
-// system(), with two differences. The command ignores the ending signals: a block alone
-// would not reach it, since shells clear it for their children. And SIGINT is not
-// ignored here meanwhile: one that is pending would be lost.
+// Like system(), with two differences. The command ignores the ending signals. To
+// block them would not be enough, since shells unblock signals for their children. And this
+// program blocks SIGINT instead of ignoring it: an ignored SIGINT would be lost.
 int runInstallation(const std::string& command) {
   prepareEnvironment();
   sigset_t ending;

@@ -1,23 +1,24 @@
-// External commands, run through the shell one at a time.
+// Runs external commands through the shell, one at a time.
 //
-// Every command finds LC_ALL=C in its environment, since failures are told from
-// wget's English messages, and neither POSIXLY_CORRECT, for which wget would ignore
-// options behind the address, nor GZIP, whose options gunzip would obey.
+// The environment of every command:
+//   LC_ALL            C: failures are recognised by wget's English messages
+//   POSIXLY_CORRECT   not set: with it wget ignores the options behind the address
+//   GZIP              not set: gunzip would take options from it
 #pragma once
 
 #include <string>
 
-// Runs a download command, waits for its end, and tells whether it could be started
-// and ended with status 0. What it prints to its standard output is discarded. When
-// DownCancelled is set the wait for its output ends, and the command is left to end by
-// itself, which is always waited for; the caller looks at DownCancelled afterwards.
+// Runs a download command and waits for its end. Returns whether it could be started and
+// ended with status 0. Its standard output is discarded. When DownCancelled is set, this
+// function reads no more output, but it does not kill the command and still waits for its
+// end. The caller looks at DownCancelled afterwards.
 [[nodiscard]] bool runDownload(const std::string& command);
 
-// Runs an installation command to its end and returns what system() does: negative
-// when it could not be run, 0 when it succeeded, else its status. Signals that a
-// terminal or a service manager sends are held back meanwhile, from the command as
-// well, and reach the program afterwards: no file is torn off half-way.
+// Runs an installation command to its end. Returns what system() returns: a negative number
+// when the command could not be run, 0 when it succeeded, otherwise its status. SIGINT,
+// SIGTERM, SIGHUP and SIGQUIT do not reach the command, and reach this program only
+// afterwards. So no signal leaves a half-written file.
 [[nodiscard]] int runInstallation(const std::string& command);
 
-// Ends a command that shall print nothing.
+// Appended to a command, discards everything that the command prints.
 constexpr char kQuietly[] = " >/dev/null 2>&1";

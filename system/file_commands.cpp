@@ -5,7 +5,7 @@
 #include "system/shell_word.h"
 
 int copyFile(const std::string& from, const std::string& to) {
-  // cp would wait for the other end of a pipe.
+  // When one of the two is a pipe, cp would wait for the other end of it.
   if (isPipe(from)) return 1;
   if (isPipe(to)) removeFile(to);
   return runInstallation("cp -pf " + shellWord(from) + " " + shellWord(to) + kQuietly);

@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Whether the call succeeds on the directory.
+// Returns whether the call succeeds on the directory. After a failure errno tells the reason.
 bool onDirectory(const std::string& directory, int (*call)(int)) {
   const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) return false;
@@ -34,7 +34,7 @@ File openFile(const std::string& path, const char* mode) {
   const int flags = *mode == 'r'   ? O_RDONLY
                     : *mode == 'w' ? O_WRONLY | O_CREAT | O_TRUNC
                                    : O_WRONLY | O_CREAT | O_APPEND;
-  // Without O_NONBLOCK the opening of a pipe would wait for its other end.
+  // Without O_NONBLOCK, opening a pipe would wait for its other end.
   const int descriptor = open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
   struct stat status = {};
   if (descriptor < 0) return nullptr;
@@ -134,7 +134,7 @@ bool discard(const std::string& path) {
 
 bool syncFileSystem(const std::string& directory) { return onDirectory(directory, syncfs); }
 
-// Some file systems have nothing to bring onto the disk for a directory.
+// Some file systems cannot sync a directory. They answer EINVAL, which is no failure here.
 bool syncDirectory(const std::string& directory) {
   return onDirectory(directory, fsync) || errno == EINVAL;
 }

@@ -1,4 +1,4 @@
-// Open files, questions to the file system, and what makes it durable.
+// Opens files, answers questions about the file system, removes entries, and syncs.
 #pragma once
 
 #include <cstdio>
@@ -10,30 +10,30 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// fopen() with a descriptor that no command inherits. Null when it fails, and for anything
-// but a regular file or a device such as /dev/null: a pipe could hold the program for ever.
-// The modes are "r", "w" and "a".
+// Like fopen(), with the modes "r", "w" and "a". Commands do not inherit the descriptor.
+// Returns null when it fails. It also fails for everything except a regular file and a
+// character device such as /dev/null: a pipe could block the program for ever.
 [[nodiscard]] File openFile(const std::string& path, const char* mode = "r");
 
 bool fileExists(const std::string& path);
 bool isReadable(const std::string& path);
 
-// Whether there is an entry of that name, also a link that leads nowhere. True also when
-// that cannot be found out.
+// Whether there is an entry of that name. A link that leads nowhere is also an entry. Returns
+// true also when the answer cannot be found out.
 bool isThere(const std::string& path);
 
-// What the entry itself is. A link is none of these but a link.
+// The type of the entry itself. A link is only a link, whatever it leads to.
 bool isRegularFile(const std::string& path);
 bool isSymbolicLink(const std::string& path);
 bool isDirectory(const std::string& path);
 
-// Whether a pipe is there, also behind a link.
+// Whether the entry is a pipe or a link that leads to a pipe.
 bool isPipe(const std::string& path);
 
-// Whether two paths lead to one file.
+// Whether two paths lead to the same file.
 bool isSameFile(const std::string& a, const std::string& b);
 
-// False for a missing file and for one without contents.
+// Whether the file exists and is not empty.
 bool hasContents(const std::string& path);
 
 // Compares the bytes of two files.
@@ -43,27 +43,28 @@ enum class Comparison { Same, Different, Unreadable };
 // Whether two files can be read and have the same bytes.
 [[nodiscard]] bool hasSameContents(const std::string& a, const std::string& b);
 
-// Whether all of a file can be read.
+// Whether a file can be read to its end.
 [[nodiscard]] bool canBeRead(const std::string& path);
 
 // Whether two entries are the same: two files with the same bytes, two links to the same
 // target, or two entries of the same other kind.
 [[nodiscard]] bool isSameEntry(const std::string& a, const std::string& b);
 
-// Gives a file the permissions of another one, if it can. Links and the like stay as they
-// are.
+// Gives the file `to` the permissions of the file `from`. Does nothing when one of them is
+// not a regular file. Ignores a failure.
 void takeMode(const std::string& from, const std::string& to);
 
-// Removes an entry that is no directory. True also when there was none.
+// Removes an entry that is not a directory. Returns true also when there was no such entry.
 bool removeFile(const std::string& path);
 
-// Removes an entry, a directory with all that is in it. Links are not followed. True also
-// when there was none; errno tells why not.
+// Removes an entry. A directory goes with everything in it. Links are not followed. Returns
+// true also when there was no such entry. After a failure errno tells the reason.
 bool discard(const std::string& path);
 
-// Brings everything that was written to the file system of a directory onto the disk.
-// Returns whether that worked.
+// Writes all data of the file system in which the directory lies to the disk. Returns
+// whether that worked. After a failure errno tells the reason.
 [[nodiscard]] bool syncFileSystem(const std::string& directory);
 
-// The same for the names in the directory alone.
+// Writes only the names in the directory to the disk. Returns whether that worked, and true
+// also for a file system that cannot do it.
 [[nodiscard]] bool syncDirectory(const std::string& directory);

@@ -1,4 +1,4 @@
-// Strings that an object owns as C strings, made with strdup.
+// C strings that an object owns. strdup() makes them.
 #pragma once
 
 #include <cstdlib>
@@ -13,7 +13,7 @@ struct Free {
 // Null means "not set".
 using OwnedString = std::unique_ptr<char, Free>;
 
-// A copy of the text; null for null. Throws std::bad_alloc.
+// Returns a copy of the text, or null for null. Throws std::bad_alloc.
 inline OwnedString copyString(const char* text) {
   OwnedString copy(text != nullptr ? strdup(text) : nullptr);
   if (copy == nullptr && text != nullptr) throw std::bad_alloc();

@@ -1,10 +1,10 @@
-// Values as words of a shell command.
+// Makes values into words of a shell command.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// The value as one word that the shell hands on unchanged: as it is when it holds only
-// characters that mean nothing to the shell, in single quotes otherwise. The value
-// holds no NUL.
+// Returns the value as one word of a shell command. The shell passes the value on unchanged.
+// The word has single quotes when the value is empty or holds a character that could mean
+// something to the shell. The value must not hold NUL.
 std::string shellWord(std::string_view value);
