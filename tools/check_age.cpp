@@ -15,7 +15,7 @@ namespace {
 constexpr double kSecondsPerHour = 3600;
 constexpr std::size_t kStateLineLimit = 1022;
 
-// The values of the state file that updatenow-run writes; without one there are none.
+// Reads the state file that updatenow-run writes. Without this file there are no values.
 std::map<std::string, double> readState() {
   std::map<std::string, double> values;
   LineReader reader(kStateFile, kStateLineLimit);
@@ -38,7 +38,7 @@ int checkAge(const EngineFormat& format, const Places& places, double warningAge
   const auto isThere = [&found](const std::string& path) {
     return stat(path.c_str(), &found) == 0 && found.st_size > 0;
   };
-  // In the moment in which an installation replaces the index, its journal has the old one.
+  // While an installation replaces the index, the old index is in its journal.
   if (!isThere(index) && !isThere(places.installed(journalName(format.index)) + "/before")) {
     std::printf("UPDATENOW CRITICAL - no installed index %s\n", index.c_str());
     return kCritical;

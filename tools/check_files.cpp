@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Whether an unfinished run has left it.
+// Whether an unfinished run has left an entry of this name.
 bool isLeftOver(const EngineFormat& format, const std::string& name) {
   const std::string suffix = format.suffix;
   return name == journalName(format.index) ||
@@ -40,9 +40,9 @@ int checkFiles(const EngineFormat& format, const std::string& directory) {
   for (fs::recursive_directory_iterator entry(directory, error);
        !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
     const std::string name = entry->path().lexically_relative(directory);
-    // The scanner's own cache changes at any time.
     const bool isJournal = name == journalName(format.index);
     if (isJournal) entry.disable_recursion_pending();
+    // Plugins/cache.000 is the scanner's own cache. It may change at any time.
     if ((entry->is_directory(error) && !isJournal) || name == format.index ||
         name == "Plugins/cache.000" || listed.count(name) != 0)
       continue;

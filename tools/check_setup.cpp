@@ -29,10 +29,10 @@ namespace {
 
 constexpr std::size_t kLogLineLimit = 1022;
 
-// Prints a line for each question and counts the answers that call for something.
+// Prints a line for each check and counts the problems.
 class Report {
  public:
-  // `todo` follows what was found when that is a problem; null when all is well.
+  // `todo` says what to do about a problem. Null means that all is well.
   void say(const std::string& found, const char* todo) {
     std::printf("%s %s%s%s\n", todo == nullptr ? "ok     " : "PROBLEM", found.c_str(),
                 todo == nullptr ? "" : ": ", todo == nullptr ? "" : todo);
@@ -44,7 +44,7 @@ class Report {
   int problems_ = 0;
 };
 
-// What a command prints to its standard output.
+// Returns the standard output of a command, or nothing when it cannot be run.
 std::string outputOf(const char* command) {
   std::string output;
   std::FILE* const pipe = popen(command, "re");
@@ -55,7 +55,7 @@ std::string outputOf(const char* command) {
   return output;
 }
 
-// The directory itself, or the nearest above it that exists.
+// Returns the directory, or its nearest parent that exists.
 fs::path existing(fs::path directory) {
   std::error_code error;
   while (!fs::exists(directory, error) && directory.has_relative_path())
@@ -89,12 +89,13 @@ void checkDirectory(Report& report, const char* what, const std::string& path,
   report.say(found, nullptr);
 }
 
-// The directories that the service may write to; nothing where systemd does not know it.
+// Returns the directories that the service may write to. There are none when systemd does
+// not know the service.
 std::vector<std::string> writablePaths() {
   std::istringstream words(
       outputOf("systemctl show -p ReadWritePaths --value quorvex-updatenow.service 2>/dev/null"));
   std::vector<std::string> paths;
-  // "-" and "+" before a path change what becomes of it, not where it is.
+  // systemd allows "-" and "+" before a path, so the path begins at its first "/".
   for (std::string path; words >> path;)
     if (path.find('/') != std::string::npos) paths.push_back(path.substr(path.find('/')));
   return paths;
@@ -113,8 +114,8 @@ void checkUnit(Report& report, const std::vector<std::string>& directories) {
   }
 }
 
-// What wget's log says of a failure, and what to do. The addresses in it are not wget's
-// words, and stand in lines that begin with "--".
+// Returns advice for a failure, found by words in wget's log. Lines that begin with "--" hold
+// addresses. An address may contain any of these words, so these lines are skipped.
 std::string adviceFor(const std::string& wgetLog) {
   static constexpr struct {
     const char* words;
@@ -141,7 +142,7 @@ std::string adviceFor(const std::string& wgetLog) {
   return "wget says: " + printableName(last);
 }
 
-// Fetches the index from each mirror as an update would, into a directory of its own.
+// Fetches the index from each mirror as an update would, into a scratch directory.
 void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& format) {
   std::string scratch = existing(settings.tempPath).string() + "/check.XXXXXX";
   if (mkdtemp(scratch.data()) == nullptr)
@@ -150,7 +151,7 @@ void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& f
   const std::string proxy = settings.useProxy == 0 ? "" : settings.proxyServer;
   if (proxy.size() + 1 + std::to_string(settings.proxyPort).size() > format.proxyAddressMax)
     report.say("ProxyServer and ProxyPort", "together they are too long for this format");
-  QX_BDUpdater updater;  // whose wget tells in a log why it failed
+  QX_BDUpdater updater;  // for both formats: its wget logs why a download failed
   if (updater.setValues(settings) < 0) report.say("ServerList", "no mirror in it can be used");
   const bool https = settings.useHttps != 0;
   for (const std::string& server : usableServers(settings.serverList, https, nullptr)) {

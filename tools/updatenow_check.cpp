@@ -1,4 +1,5 @@
-// updatenow-check: what an administrator asks about the signature database.
+// updatenow-check: checks the signature database and the setup, for administrators and
+// monitoring.
 
 #include <getopt.h>
 
@@ -17,7 +18,7 @@ constexpr double kCriticalHours = 72;
 
 struct Options {
   bool files = false, setup = false, index = false;
-  std::string directory;  // for files; empty: the database
+  std::string directory;  // with files; empty means the database
   double warning = kWarningHours, critical = kCriticalHours;
 };
 
@@ -29,7 +30,7 @@ void printUsage() {
       "       updatenow-check --index");
 }
 
-// False when the arguments will not do.
+// Returns false when the arguments are wrong or ask for help.
 bool parse(int argc, char** argv, Options& options) {
   static const option kOptions[] = {{"files", no_argument, nullptr, 'f'},
                                     {"setup", no_argument, nullptr, 's'},
