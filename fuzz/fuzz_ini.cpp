@@ -1,4 +1,4 @@
-// Any file gives a table whose symbols are found under their own names.
+// Property: every file gives a table, and each symbol in it is found under its name.
 
 #include <cstring>
 

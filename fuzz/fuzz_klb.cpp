@@ -1,5 +1,5 @@
-// Any avp.klb gives entries whose fields fit their buffers and whose safe names
-// stay in their directory.
+// Property: the fields of every entry fit into their buffers, and a safe name stays in its
+// directory, whatever avp.klb holds.
 
 #include <cstring>
 #include <filesystem>

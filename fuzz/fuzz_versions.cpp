@@ -1,4 +1,4 @@
-// Any versions.dat gives entries with three fields that are not empty.
+// Property: every entry has three fields that are not empty, whatever versions.dat holds.
 
 #include "engines/bd/bd_updater.h"
 #include "fuzz/input.h"

@@ -1,4 +1,4 @@
-// Any server list gives URLs, and any of them reaches a command as it is.
+// Property: any text reaches a shell command unchanged, and any server list gives only URLs.
 
 #include <algorithm>
 #include <array>
@@ -10,12 +10,12 @@
 
 namespace {
 
-// What /bin/sh makes of a word.
+// Returns what /bin/sh passes to a command for this word.
 std::string echoed(const std::string& word) {
   std::string output;
   std::FILE* const pipe = popen(("printf %s " + word).c_str(), "r");
   require(pipe != nullptr, "a shell");
-  if (pipe == nullptr) return output;  // for analyzers, which do not see into require()
+  if (pipe == nullptr) return output;  // for analyzers, which do not know require()
   std::array<char, 4096> buffer{};
   for (std::size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
     output.append(buffer.data(), n);

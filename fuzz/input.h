@@ -1,4 +1,4 @@
-// Input of a fuzzer, and what must hold of the output.
+// The input of a fuzzer as a file, and the check of a property.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-// A file in memory that holds the input, for readers that take a path.
+// A file in memory that holds the input, for readers that take a path. It lives as long as
+// the object.
 class InputFile {
  public:
   InputFile(const std::uint8_t* data, std::size_t size);
@@ -22,5 +23,5 @@ class InputFile {
   std::string path_;
 };
 
-// Ends the program when the condition does not hold; `what` says which.
+// When the condition does not hold, prints `what` and ends the program by abort().
 void require(bool condition, const char* what);

@@ -1,4 +1,6 @@
-// Runs a fuzz target over every file of a directory, or over the files given.
+// Usage: fuzz_TARGET FILE-OR-DIRECTORY...
+//
+// Runs a fuzz target once for each file. Fails when there is no file at all.
 
 #include <cstdio>
 #include <filesystem>
