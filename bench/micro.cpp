@@ -1,5 +1,5 @@
-// The program's own work, without the network: digests, index readers, change
-// sets, the display's step.
+// Measures the program's own work, without the network: digests, index readers, change sets,
+// and one step of the display.
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kLargeBytes = 64 << 20;
 
-// A directory of its own, in memory where that is possible.
+// A scratch directory in memory, which is removed in the end.
 class Scratch {
  public:
   Scratch() {
@@ -45,7 +45,7 @@ class Scratch {
 
 std::string name(std::int64_t i) { return "base" + std::to_string(100000 + i) + ".avc"; }
 
-// Signatures of the given index; every tenth differs between two of them.
+// Returns an index of `count` files. Every tenth signature differs between two versions.
 std::string klbIndex(std::int64_t count, int version) {
   std::string text = "[bases]\r\n";
   for (std::int64_t i = 0; i < count; ++i) {
@@ -58,7 +58,7 @@ std::string klbIndex(std::int64_t count, int version) {
 std::string versionsIndex(std::int64_t count, int version, const std::string& folder = "") {
   std::string text;
   for (std::int64_t i = 0; i < count; ++i) {
-    // All differ, so that no file has to be read.
+    // Every digest differs between two versions, so no file has to be read.
     const char digit = static_cast<char>('a' + version);
     text += "+ " + std::string(32, digit) + " " + folder + name(i) + " 20480\n";
   }
@@ -154,7 +154,7 @@ void DisplayStep(benchmark::State& state) {
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
-  // Takes the console away, so it comes last and reports by itself.
+  // DisplayStep redirects the standard output. So it runs last and reports to a copy of it.
   const int console = dup(STDOUT_FILENO);
   benchmark::ClearRegisteredBenchmarks();
   benchmark::RegisterBenchmark("DisplayStep", DisplayStep);
