@@ -1,18 +1,7 @@
 #include "engines/text_lines.h"
 
 #include <algorithm>
-
-namespace {
-
-void removeTrailing(std::string& text, char c) {
-  const std::size_t last = text.find_last_not_of(c);
-  if (last != std::string::npos) text.resize(last + 1);
-}
-
-}  // namespace
-
-LineReader::LineReader(const std::string& path, std::size_t limit)
-    : file_(openFile(path)), limit_(limit) {}
+#include <utility>
 
 bool LineReader::next(std::string& line) {
   if (!isOpen() || ended_) return false;
@@ -25,19 +14,18 @@ bool LineReader::next(std::string& line) {
   return true;
 }
 
-std::string withoutLineEnd(std::string text) {
-  removeTrailing(text, '\n');
-  removeTrailing(text, '\r');
+std::string withoutTrailing(char c, std::string text) {
+  const std::size_t last = text.find_last_not_of(c);
+  if (last != std::string::npos) text.resize(last + 1);
   return text;
+}
+
+std::string withoutLineEnd(std::string text) {
+  return withoutTrailing('\r', withoutTrailing('\n', std::move(text)));
 }
 
 std::string withoutLeadingBlanks(std::string text) {
   const std::size_t first = text.find_first_not_of(' ');
   if (first != std::string::npos) text.erase(0, first);
-  return text;
-}
-
-std::string withoutTrailingBlanks(std::string text) {
-  removeTrailing(text, ' ');
   return text;
 }

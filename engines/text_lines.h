@@ -9,12 +9,13 @@
 // `limit` characters, and the reading ends there. A NUL in a line ends that line.
 class LineReader {
  public:
-  LineReader(const std::string& path, std::size_t limit);
+  LineReader(const std::string& path, std::size_t limit) : file_(openFile(path)), limit_(limit) {}
 
   bool isOpen() const { return file_ != nullptr; }
 
-  // Whether a read has failed, so that lines are missing. Ask after the last line.
-  bool failed() const { return isOpen() && std::ferror(file_.get()) != 0; }
+  // Whether lines are missing because the file could not be opened or a read has failed.
+  // Ask after the last line.
+  bool failed() const { return !isOpen() || std::ferror(file_.get()) != 0; }
 
   // Gives the next line without its line feed. Returns false when there is none. The end
   // of the file may give one more line, which is empty.
@@ -29,11 +30,13 @@ class LineReader {
 // The limit for the lines of an index.
 constexpr std::size_t kIndexLineLimit = 1022;
 
+// The text without a character's repetitions at its end. A text of this character alone
+// stays as it is.
+std::string withoutTrailing(char c, std::string text);
+
 // The text without the line feeds at its end, and then without the carriage returns there.
 // A text of line feeds alone, or of carriage returns alone, stays as it is.
 std::string withoutLineEnd(std::string text);
 
-// The text without the blanks at its start, or at its end. A blank is the space character.
-// A text of blanks alone stays as it is.
+// The text without the spaces at its start. A text of spaces alone stays as it is.
 std::string withoutLeadingBlanks(std::string text);
-std::string withoutTrailingBlanks(std::string text);

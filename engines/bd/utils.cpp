@@ -41,7 +41,7 @@ int QX_UTILS::md5sum(const char* file, char* out) {
 }
 
 std::string QX_UTILS::strtrim(std::string text) {
-  return withoutLeadingBlanks(withoutTrailingBlanks(std::move(text)));
+  return withoutLeadingBlanks(withoutTrailing(' ', std::move(text)));
 }
 
 std::string QX_UTILS::strchop(std::string text) { return withoutLineEnd(std::move(text)); }

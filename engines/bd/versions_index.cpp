@@ -34,7 +34,6 @@ std::optional<Wanted> parseEntry(std::string line) {
 
 std::optional<std::vector<Wanted>> readVersions(const std::string& path) {
   LineReader reader(path, kIndexLineLimit);
-  if (!reader.isOpen()) return std::nullopt;
   std::vector<Wanted> entries;
   std::string line;
   while (!DownCancelled && reader.next(line))

@@ -1,44 +1,30 @@
 #include "engines/bd/wget_errors.h"
 
-#include <algorithm>
 #include <cinttypes>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 
 #include "engines/bd/bd_updater.h"
 #include "engines/text_lines.h"
 
-namespace {
-
 constexpr std::size_t kErrorLineLimit = 254;
 constexpr std::size_t kSavedLineLimit = 16384;  // one holds a path and a URL
 constexpr char kSaved[] = " saved [";
 
-char lowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-// The reason of a failed download that a line of wget's log tells. DownloadErrGeneric when
-// the line tells none.
-DownloadFailure failureIn(std::string line, bool usesProxy) {
-  std::transform(line.begin(), line.end(), line.begin(), lowerAscii);
-  const auto contains = [&line](const char* text) { return line.find(text) != std::string::npos; };
-  const bool isRefused = contains("connection refused");
-  if (isRefused && usesProxy) return {QX_BDUpdater::DownloadErrProxy, "Proxy Error"};
-  if (isRefused || contains("timed out"))
-    return {QX_BDUpdater::DownloadErrConnection, "Internet Connection Error"};
-  if (contains("not found")) return {QX_BDUpdater::DownloadErrServer, "Download server error"};
-  return {QX_BDUpdater::DownloadErrGeneric, "Download error. Varify connection settings"};
-}
-
-}  // namespace
-
 DownloadFailure downloadFailure(const std::string& wgetLog, bool usesProxy) {
   LineReader reader(wgetLog, kErrorLineLimit);
   if (!reader.isOpen()) return {QX_BDUpdater::DownloadErrGeneric, nullptr};
-  DownloadFailure failure = failureIn("", usesProxy);
   std::string line;
-  while (failure.cause == QX_BDUpdater::DownloadErrGeneric && reader.next(line))
-    failure = failureIn(line, usesProxy);
-  return failure;
+  const auto says = [&line](const char* text) { return strcasestr(line.c_str(), text) != nullptr; };
+  while (reader.next(line)) {
+    const bool isRefused = says("connection refused");
+    if (isRefused && usesProxy) return {QX_BDUpdater::DownloadErrProxy, "Proxy Error"};
+    if (isRefused || says("timed out"))
+      return {QX_BDUpdater::DownloadErrConnection, "Internet Connection Error"};
+    if (says("not found")) return {QX_BDUpdater::DownloadErrServer, "Download server error"};
+  }
+  return {QX_BDUpdater::DownloadErrGeneric, "Download error. Varify connection settings"};
 }
 
 // wget's own line reads "2026-11-23 15:31:58 (2 MB/s) - 'PATH' saved [142/142]". Headers of

@@ -30,20 +30,19 @@ std::optional<std::string_view> shortFieldOf(std::string_view entry, int n) {
 
 std::optional<std::vector<std::string>> readKlb(const std::string& path) {
   LineReader reader(path, kIndexLineLimit);
-  if (!reader.isOpen()) return std::nullopt;
   std::vector<std::string> entries;
   bool inBases = false;
   std::string line;
   while (reader.next(line)) {
     line = withoutLeadingBlanks(withoutLineEnd(line));
     if (line.empty() || line[0] == ';') continue;
-    if (line == "[bases]") {
+    const std::size_t equals = line.find('=');
+    if (line == "[bases]")
       inBases = true;
-    } else if (inBases) {
-      if (line[0] == '[') break;
-      const std::size_t equals = line.find('=');
-      if (equals != std::string::npos) entries.push_back(line.substr(equals + 1));
-    }
+    else if (inBases && line[0] == '[')
+      break;
+    else if (inBases && equals != std::string::npos)
+      entries.push_back(line.substr(equals + 1));
   }
   if (reader.failed()) return std::nullopt;
   return entries;
