@@ -25,6 +25,12 @@ std::string EngineSettings::wget() const {
          " --timeout=" + std::to_string(timeout >= 5 ? timeout : 5);
 }
 
+std::string EngineSettings::proxyLogin(const char* between) const {
+  if (useProxy == 0 || proxyAuth == 0) return "";
+  return " --proxy-user=" + shellWord(proxyUser) + between +
+         "--proxy-passwd=" + shellWord(proxyPassword);
+}
+
 ExportedProxy::ExportedProxy(const std::string& address) {
   for (const char* const variable : kProxyVariables) setenv(variable, address.c_str(), 1);
 }
@@ -60,10 +66,6 @@ int Session::watch(UpdateProgressCallback watcher, void* data) {
 bool Session::tell(ProgressEvent event, const char* text, bool withBytes) const {
   return callback == nullptr || callback(event, text, withBytes ? totalBytes : 0,
                                          withBytes ? doneBytes : 0, callbackData) != ProgressCancel;
-}
-
-void Session::reportError(const std::string& text) const {
-  (void)tell(ProgressError, text.c_str());
 }
 
 Transfer Session::transferOf(const std::string& wget, const char* server, const char* file) const {

@@ -46,6 +46,12 @@ struct EngineSettings {
   // The beginning of every download command, with the number of tries (2 to 5, otherwise
   // 3) and the seconds to wait (at least 5).
   std::string wget() const;
+
+  // wget's option that turns the proxy on or off, and its options for the proxy's user and
+  // password, with `between` between them. Nothing when the proxy asks for no login. Each
+  // begins with a blank.
+  std::string proxySwitch() const { return useProxy != 0 ? " --proxy=on" : " --proxy=off"; }
+  std::string proxyLogin(const char* between) const;
 };
 
 // Keeps the proxy in the environment, where wget finds it. It is gone with the object.
@@ -92,7 +98,7 @@ class Session {
   [[nodiscard]] bool tell(ProgressEvent event, const char* text, bool withBytes = false) const;
 
   // Sends ProgressError. The answer does not matter.
-  void reportError(const std::string& text) const;
+  void reportError(const std::string& text) const { (void)tell(ProgressError, text.c_str()); }
 
   // The transfer of SERVER/FILE into the download directory. `wget` is the beginning of the
   // command and ends in a blank. The engine adds the rest of its command, its log and its

@@ -13,39 +13,6 @@
 #include "engines/bd/wget_errors.h"
 #include "system/shell_word.h"
 
-namespace {
-
-std::string wgetPrefix(const EngineSettings& settings, const std::string& errorFile) {
-  std::string wget =
-      settings.wget() + " -o " + shellWord(errorFile) + " --cache=off --server-response";
-  if (settings.useProxy == 0) return wget + " --proxy=off";
-  wget += " --proxy=on";
-  if (settings.proxyAuth != 0)
-    wget += " --proxy-user=" + shellWord(settings.proxyUser) +
-            " --proxy-passwd=" + shellWord(settings.proxyPassword);
-  return wget;
-}
-
-}  // namespace
-
-QX_BDUpdater::QX_BDUpdater(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
-                           const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
-                           const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
-                           const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
-                           unsigned char retries, const char* serverList) {
-  setValues(log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer, proxyPort,
-            proxyUser, proxyPassword, timeout, useHttps, retries, serverList);
-}
-
-int QX_BDUpdater::setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
-                            const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
-                            const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
-                            const char* proxyPassword, unsigned char timeout,
-                            unsigned char useHttps, unsigned char retries, const char* serverList) {
-  return setValues({log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer,
-                    proxyPort, proxyUser, proxyPassword, timeout, useHttps, retries, serverList});
-}
-
 int QX_BDUpdater::setValues(const EngineSettings& settings) {
   if (!settings.areComplete()) {
     writeLog(settings.log, "LOG: Invalid update parameters to set\n");
@@ -60,7 +27,9 @@ int QX_BDUpdater::setValues(const EngineSettings& settings) {
   }
   try {
     wgetErrorFile = settings.tempPath + std::string("/avupdate_wget.err");
-    wgetCommand = wgetPrefix(settings, wgetErrorFile);
+    wgetCommand = settings.wget() + " -o " + shellWord(wgetErrorFile) +
+                  " --cache=off --server-response" + settings.proxySwitch() +
+                  settings.proxyLogin(" ");
     std::string address;
     if (settings.useProxy != 0) {
       address = settings.proxyServer + (":" + std::to_string(settings.proxyPort));

@@ -31,7 +31,10 @@ class QX_BDUpdater {
                const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
                const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
-               unsigned char retries, const char* serverList);
+               unsigned char retries, const char* serverList) {
+    setValues({log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer, proxyPort,
+               proxyUser, proxyPassword, timeout, useHttps, retries, serverList});
+  }
   QX_BDUpdater(const QX_BDUpdater&) = delete;
   QX_BDUpdater& operator=(const QX_BDUpdater&) = delete;
 
@@ -48,7 +51,10 @@ class QX_BDUpdater {
                 const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
                 const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
-                unsigned char retries, const char* serverList);
+                unsigned char retries, const char* serverList) {
+    return setValues({log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer,
+                      proxyPort, proxyUser, proxyPassword, timeout, useHttps, retries, serverList});
+  }
   int setValues(const EngineSettings& settings);
 
   // Returns 0, or -1 for a null callback, which changes nothing.

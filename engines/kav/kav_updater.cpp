@@ -6,21 +6,10 @@
 #include <cstring>
 
 #include "engines/kav/changes.h"
-#include "system/shell_word.h"
 
 namespace {
 
 constexpr std::size_t kCommandMax = 1022;
-
-std::string wgetPrefix(const EngineSettings& settings) {
-  std::string wget = settings.wget();
-  if (settings.useProxy == 0) return wget + " --proxy=off --cache=off ";
-  wget += " --proxy=on --cache=off ";
-  if (settings.proxyAuth != 0)
-    wget += "--proxy-user=" + shellWord(settings.proxyUser) +
-            " \t\t\t    --proxy-passwd=" + shellWord(settings.proxyPassword) + " ";
-  return wget;
-}
 
 // Copies a text that fits into a caller's buffer.
 template <class Text>
@@ -32,17 +21,6 @@ int copyOut(const std::optional<Text>& text, char* out) {
 }
 
 }  // namespace
-
-int QX_KAVUpdater::setValues(QX_AVUpdateLog* log, const char* basePath, const char* tempPath,
-                             const char* backupPath, unsigned char useProxy,
-                             unsigned char proxyAuth, const char* proxyServer,
-                             unsigned int proxyPort, const char* proxyUser,
-                             const char* proxyPassword, unsigned char timeout,
-                             unsigned char useHttps, unsigned char retries,
-                             const char* serverList) {
-  return setValues({log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer,
-                    proxyPort, proxyUser, proxyPassword, timeout, useHttps, retries, serverList});
-}
 
 int QX_KAVUpdater::setValues(const EngineSettings& settings) {
   // This engine writes the port as a signed number. An address that is too long is refused,
@@ -58,7 +36,8 @@ int QX_KAVUpdater::setValues(const EngineSettings& settings) {
   Dealloc();
   session.log = settings.log;
   try {
-    wgetCommand = wgetPrefix(settings).substr(0, kCommandMax);
+    wgetCommand = settings.wget() + settings.proxySwitch() + " --cache=off" +
+                  settings.proxyLogin(" \t\t\t    ") + " ";
     return session.open(settings, address);
   } catch (const std::bad_alloc&) {
     writeLog(settings.log, "KLOG: Error allocating wget memory\n");

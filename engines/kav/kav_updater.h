@@ -41,7 +41,10 @@ class QX_KAVUpdater {
                 const char* backupPath, unsigned char useProxy, unsigned char proxyAuth,
                 const char* proxyServer, unsigned int proxyPort, const char* proxyUser,
                 const char* proxyPassword, unsigned char timeout, unsigned char useHttps,
-                unsigned char retries, const char* serverList);
+                unsigned char retries, const char* serverList) {
+    return setValues({log, basePath, tempPath, backupPath, useProxy, proxyAuth, proxyServer,
+                      proxyPort, proxyUser, proxyPassword, timeout, useHttps, retries, serverList});
+  }
   int setValues(const EngineSettings& settings);
 
   // Returns 0, or -1 for a null callback, which changes nothing.
