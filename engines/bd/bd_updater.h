@@ -2,14 +2,20 @@
 #pragma once
 
 #include "engines/attempt.h"
-#include "engines/bd/av_entry.h"
 #include "engines/bd/utils.h"
 #include "engines/bd/versions_index.h"
 #include "engines/journal.h"
 
 inline constexpr EngineFormat kBdFormat{
-    2,         3,     "LOG: ",  "versions.dat", kBdSuffix, "avbackdir",
+    2,         3,     "LOG: ",  "versions.dat", ".gzip", "avbackdir",
     "Plugins", false, SIZE_MAX, readVersions,   md5Of};
+
+// One database file, as the index lists it. Lists of entries hold them in its order.
+struct __QX_AvEntry {     // NOLINT(bugprone-reserved-identifier): the record's published name
+  std::string fileName;   // below basePath; in a change set with ".gzip" appended
+  std::string md5;        // of the uncompressed file, 32 lower-case digits to match one
+  std::int32_t size = 0;  // bytes, as listed; feeds the progress display alone
+};
 
 // Used in this order: construct, setValues, setCallback, updateNow, destroy.
 //
@@ -129,15 +135,14 @@ class QX_BDUpdater {
   Transfer transfer(const char* server, const char* file, bool mustBeWhole);
   int tryServers();
 
-  // The steps of an attempt. Those that install return what failed, as the watcher is
-  // told it.
+  // The steps of an attempt. Those that install write a failure to the log, tell it to the
+  // watcher, and return whether they went well.
   int findChanges(Attempt& attempt);
   int downloadFiles(const Attempt& attempt);
   bool backUp();
   void install(const Attempt& attempt);
-  std::optional<std::string> installAll(const Attempt& attempt, Installation& installation) const;
-  std::optional<std::string> installFile(const Wanted& file) const;
-  std::optional<std::string> installIndex(const Attempt& attempt, Installation& installation) const;
+  bool installFile(const Wanted& file) const;
+  bool installIndex(const Attempt& attempt, Installation& installation) const;
   void undo(Installation& installation);
 
   Session session{kBdFormat};

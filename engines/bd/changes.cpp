@@ -1,7 +1,6 @@
 #include "engines/bd/changes.h"
 
 #include "app/interrupt.h"
-#include "engines/bd/av_entry.h"
 #include "engines/bd/utils.h"
 #include "engines/bd/versions_index.h"
 #include "engines/index_name.h"
@@ -66,7 +65,7 @@ int findWantedByVersions(const Session& session, const char* downloaded, const c
       isWanted = isWantedByIndex(session, entry, old);
     else if (present)
       isWanted = !hasDigest(session, entry).value_or(true);
-    if (isWanted) wanted.push_back({entry.name + kBdSuffix, entry.proof, entry.size});
+    if (isWanted) wanted.push_back({entry.name + session.format->suffix, entry.proof, entry.size});
     if (present && DownCancelled) break;
   }
   return DownCancelled ? kCancelled : kDone;

@@ -11,18 +11,7 @@
 #include "system/file_commands.h"
 #include "system/shell_word.h"
 
-namespace {
-
 constexpr int kNoDirectories = -4;
-
-// An index that lists nothing counts as none. Compared with it, no file that is there would
-// ever be fetched again.
-bool listsNothing(const std::string& index) {
-  const auto entries = readVersions(index);
-  return entries && entries->empty();
-}
-
-}  // namespace
 
 int QX_BDUpdater::updateNow() {
   if (!session.isOpen()) {
@@ -65,9 +54,12 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
   return result == kCancelled ? kCancelled : kDone;
 }
 
+// An installed index that lists nothing counts as none. Compared with it, no file that is
+// there would ever be fetched again.
 int QX_BDUpdater::findChanges(Attempt& attempt) {
   const std::string& installed = attempt.installedIndex;
-  const bool hasIndex = fileExists(installed) && !listsNothing(installed);
+  const auto entries = readVersions(installed);
+  const bool hasIndex = fileExists(installed) && (!entries || !entries->empty());
   return findWantedByVersions(session, attempt.downloadedIndex.c_str(),
                               hasIndex ? installed.c_str() : nullptr, attempt.wanted);
 }
@@ -95,29 +87,23 @@ bool QX_BDUpdater::backUp() {
   return false;
 }
 
+// Without a journal nothing is changed, and the index counts as not installed.
 void QX_BDUpdater::install(const Attempt& attempt) {
   Installation installation(session, attempt.wanted);
-  const std::optional<std::string> failure = installAll(attempt, installation);
-  if (!failure) return;
-  session.reportError(*failure);
-  if (installation.isOpen()) undo(installation);
-}
-
-// Without a journal nothing is changed, and the index counts as not installed.
-std::optional<std::string> QX_BDUpdater::installAll(const Attempt& attempt,
-                                                    Installation& installation) const {
-  std::optional<std::string> failure;
-  if (installation.isOpen() && !baseCreated) installation.protectBy(*backup);
-  for (std::size_t i = 0; i < attempt.wanted.size() && installation.isOpen() && !failure; ++i)
-    failure = installFile(attempt.wanted[i]);
-  return failure ? failure : installIndex(attempt, installation);
+  const bool isOpen = installation.isOpen();
+  if (isOpen && !baseCreated) installation.protectBy(*backup);
+  bool done = true;
+  for (std::size_t i = 0; i < attempt.wanted.size() && isOpen && done; ++i)
+    done = installFile(attempt.wanted[i]);
+  done = done && installIndex(attempt, installation);
+  if (isOpen && !done) undo(installation);
 }
 
 // The digest shows whether copy and decompression worked. A wrong file that is new is
 // removed at once.
-std::optional<std::string> QX_BDUpdater::installFile(const Wanted& file) const {
+bool QX_BDUpdater::installFile(const Wanted& file) const {
   const std::string staged = session.places.installed(file.name);
-  const std::string installed = staged.substr(0, staged.rfind(kBdSuffix));
+  const std::string installed = staged.substr(0, staged.rfind(kBdFormat.suffix));
   const bool stagedIsNew = !fileExists(staged);
   const bool isNew = !fileExists(installed);
   const int copied = copyFile(session.places.downloaded(file.name), staged);
@@ -128,29 +114,31 @@ std::optional<std::string> QX_BDUpdater::installFile(const Wanted& file) const {
 
   if (copied < 0 || decompressed < 0) {
     writeLog(session.log, "Error installing %s\n", file.name.c_str());
-    return "Error installing " + file.name;
+    session.reportError("Error installing " + file.name);
+    return false;
   }
   if (!isListed) {
     writeLog(session.log, "LOG: md5sum mismatch for %s\n", installed.c_str());
-    return "md5sum mismatch for " + installed;
+    session.reportError("md5sum mismatch for " + installed);
+    return false;
   }
   writeLog(session.log, "Installed %s\n", file.name.c_str());
   unlink(session.places.downloaded(file.name).c_str());
-  return std::nullopt;
+  return true;
 }
 
 // A copy that ran and did not arrive is a failure, too. No index would describe new files
 // under the old index.
-std::optional<std::string> QX_BDUpdater::installIndex(const Attempt& attempt,
-                                                      Installation& installation) const {
+bool QX_BDUpdater::installIndex(const Attempt& attempt, Installation& installation) const {
   if (installation.installIndex() < 0 || !installation.isComplete()) {
     writeLog(session.log, "Error installing %s\n", kBdFormat.index);
-    return std::string("Error installing ") + kBdFormat.index;
+    session.reportError(std::string("Error installing ") + kBdFormat.index);
+    return false;
   }
   (void)session.tell(ProgressInstallDone, attempt.server);
   writeLog(session.log, "LOG: Update done from server\n");
   (void)session.tell(ProgressDownloadDone, attempt.server);
-  return std::nullopt;
+  return true;
 }
 
 // A backup that lacks a file, or has a part of it, is not copied back: it would replace good

@@ -9,11 +9,7 @@
 #include "engines/kav/kav_updater.h"
 #include "system/file_commands.h"
 
-namespace {
-
 constexpr int kMismatch = -2;  // a download without the listed signature
-
-}  // namespace
 
 int QX_KAVUpdater::update() {
   if (!arePlacesApart(session.places, kKavFormat.prefix, session.log)) return kFailed;
