@@ -141,6 +141,7 @@ class QX_BDUpdater {
   int downloadFiles(const Attempt& attempt);
   bool backUp();
   void install(const Attempt& attempt);
+  bool failed(const char* logPrefix, const std::string& what) const;
   bool installFile(const Wanted& file) const;
   bool installIndex(const Attempt& attempt, Installation& installation) const;
   void undo(Installation& installation);

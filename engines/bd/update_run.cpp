@@ -99,6 +99,13 @@ void QX_BDUpdater::install(const Attempt& attempt) {
   if (isOpen && !done) undo(installation);
 }
 
+// Logs what has failed, with a prefix, and tells it to the watcher. Returns false.
+bool QX_BDUpdater::failed(const char* logPrefix, const std::string& what) const {
+  writeLog(session.log, "%s%s\n", logPrefix, what.c_str());
+  session.reportError(what);
+  return false;
+}
+
 // The digest shows whether copy and decompression worked. A wrong file that is new is
 // removed at once.
 bool QX_BDUpdater::installFile(const Wanted& file) const {
@@ -112,16 +119,8 @@ bool QX_BDUpdater::installFile(const Wanted& file) const {
   if (stagedIsNew) unlink(staged.c_str());
   if (isNew && !isListed) unlink(installed.c_str());
 
-  if (copied < 0 || decompressed < 0) {
-    writeLog(session.log, "Error installing %s\n", file.name.c_str());
-    session.reportError("Error installing " + file.name);
-    return false;
-  }
-  if (!isListed) {
-    writeLog(session.log, "LOG: md5sum mismatch for %s\n", installed.c_str());
-    session.reportError("md5sum mismatch for " + installed);
-    return false;
-  }
+  if (copied < 0 || decompressed < 0) return failed("", "Error installing " + file.name);
+  if (!isListed) return failed("LOG: ", "md5sum mismatch for " + installed);
   writeLog(session.log, "Installed %s\n", file.name.c_str());
   unlink(session.places.downloaded(file.name).c_str());
   return true;
@@ -130,11 +129,8 @@ bool QX_BDUpdater::installFile(const Wanted& file) const {
 // A copy that ran and did not arrive is a failure, too. No index would describe new files
 // under the old index.
 bool QX_BDUpdater::installIndex(const Attempt& attempt, Installation& installation) const {
-  if (installation.installIndex() < 0 || !installation.isComplete()) {
-    writeLog(session.log, "Error installing %s\n", kBdFormat.index);
-    session.reportError(std::string("Error installing ") + kBdFormat.index);
-    return false;
-  }
+  if (installation.installIndex() < 0 || !installation.isComplete())
+    return failed("", std::string("Error installing ") + kBdFormat.index);
   (void)session.tell(ProgressInstallDone, attempt.server);
   writeLog(session.log, "LOG: Update done from server\n");
   (void)session.tell(ProgressDownloadDone, attempt.server);
