@@ -3,24 +3,19 @@
 #include "engines/index_name.h"
 #include "system/command.h"
 #include "system/file_commands.h"
-#include "system/files.h"
 #include "system/shell_word.h"
 
-Backup::Backup(const Places& places, const EngineFormat& format, const std::string& place)
-    : base_(places.base),
-      place_(place.substr(0, place.find_last_not_of('/') + 1)),
-      journal_(place_ + "/" + journalName(format.index)) {}
+std::string backupPlace(const std::string& path) {
+  return path.substr(0, path.find_last_not_of('/') + 1);
+}
 
-bool Backup::exists() const { return fileExists(place_); }
-
-int Backup::remove() const { return removeTree(place_); }
-
-int Backup::take() const {
-  const int status = copyTree(base_, place_);
-  discard(journal_);
+int takeBackup(const Session& session, const std::string& place) {
+  const int status = copyTree(session.places.base, place);
+  discard(place + "/" + journalName(session.format->index));
   return status;
 }
 
-int Backup::copyBack() const {
-  return runInstallation("cp -prf " + shellWord(place_) + "/* " + shellWord(base_) + kQuietly);
+int restoreBackup(const Session& session, const std::string& place) {
+  return runInstallation("cp -prf " + shellWord(place) + "/* " + shellWord(session.places.base) +
+                         kQuietly);
 }

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <set>
 
+#include "engines/backup.h"
 #include "engines/index_name.h"
 #include "engines/text_lines.h"
 #include "system/file_commands.h"
@@ -31,8 +32,7 @@ bool isOwnBackup(const Session& session, const std::string& path) {
 }
 
 bool isConfiguredBackup(const Session& session, const std::string& path) {
-  const Places& places = session.places;
-  return places.backup && Backup(places, *session.format, *places.backup).place() == path;
+  return session.places.backup && backupPlace(*session.places.backup) == path;
 }
 
 }  // namespace
@@ -67,29 +67,26 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
     return "the index could not be copied";
 
   const std::string suffix = session_.format->suffix;
-  const bool written = writePart("paths", [&](std::FILE* list) {
-    const auto add = [list](const std::string& name, bool wasThere) {
-      std::fprintf(list, "%s%s\n", wasThere ? kReplaced : kCreated, name.c_str());
-    };
-    for (const Wanted& file : wanted) {
-      const std::string installed = file.name.substr(0, file.name.rfind(suffix));
-      add(file.name, isThere(path(file.name)));
-      if (!suffix.empty()) add(installed, isThere(path(installed)));
-    }
-    if (!hasSameContents(downloaded_, installed_)) add(index_, isThere(part("before")));
-    std::fprintf(list, "%s\n", kEnd);
-  });
-  return written ? nullptr : std::strerror(errno);
+  std::string list;
+  const auto add = [&list](const std::string& name, bool wasThere) {
+    list += (wasThere ? kReplaced : kCreated) + name + "\n";
+  };
+  for (const Wanted& file : wanted) {
+    const std::string installed = file.name.substr(0, file.name.rfind(suffix));
+    add(file.name, isThere(path(file.name)));
+    if (!suffix.empty()) add(installed, isThere(path(installed)));
+  }
+  if (!hasSameContents(downloaded_, installed_)) add(index_, isThere(part("before")));
+  return writePart("paths", list + kEnd + "\n") ? nullptr : std::strerror(errno);
 }
 
 // Writes a part of the journal. It gets its name when it, and all that was written before
 // it, is on the disk.
-bool Installation::writePart(const char* name, const std::function<void(std::FILE*)>& write) const {
+bool Installation::writePart(const char* name, const std::string& text) const {
   const std::string made = part(name) + ".new";
   File file = openFile(made, "w");
   if (file == nullptr) return false;
-  write(file.get());
-  const bool written = std::ferror(file.get()) == 0;
+  const bool written = std::fputs(text.c_str(), file.get()) >= 0;
   return std::fclose(file.release()) == 0 && written && syncFileSystem(folder_) &&
          std::rename(made.c_str(), part(name).c_str()) == 0 && syncDirectory(folder_);
 }
@@ -136,9 +133,9 @@ std::optional<std::string> Installation::backup() const {
   return reader.next(place) && !place.empty() ? std::optional(place) : std::nullopt;
 }
 
-bool Installation::needs(const Session& session, const Backup& backup) {
+bool Installation::needs(const Session& session, const std::string& backup) {
   const Installation left(session);
-  return isThere(left.part("backup")) && left.backup().value_or(backup.place()) == backup.place();
+  return isThere(left.part("backup")) && left.backup().value_or(backup) == backup;
 }
 
 int Installation::recover(const Session& session) {
@@ -193,17 +190,16 @@ bool Installation::isRestored(const std::string& name, bool is) const {
   return is;
 }
 
-void Installation::protectBy(const Backup& backup) {
+void Installation::protectBy(const std::string& backup) {
   const auto isHeld = [&] {
     return eachPath([&](bool created, const std::string& name) {
-      return created || isSameEntry(backup.place() + "/" + name, path(name));
+      return created || isSameEntry(backup + "/" + name, path(name));
     });
   };
   // A read may fail for a moment: the question is asked twice.
   if (!isOpen_ || (!isHeld() && !isHeld())) return;
-  protectedBy_ = backup.place();
-  const auto write = [&](std::FILE* file) { std::fputs(backup.place().c_str(), file); };
-  if (!syncFileSystem(backup.place()) || !writePart("backup", write)) giveUp(std::strerror(errno));
+  protectedBy_ = backup;
+  if (!syncFileSystem(backup) || !writePart("backup", backup)) giveUp(std::strerror(errno));
 }
 
 // Nothing has changed yet.
@@ -240,10 +236,11 @@ bool Installation::removeCreated() const {
 // copy.
 Installation::Restored Installation::copyBack(const std::string& backup) const {
   Restored restored = Restored::All;
+  std::error_code error;
   const bool listed = eachPath([&](bool created, const std::string& name) {
     const std::string copy = backup + "/" + name;
     if (created || name == index_) return true;
-    if (backup.empty() || !isThere(copy) || isSameFile(copy, path(name))) {
+    if (backup.empty() || !isThere(copy) || fs::equivalent(copy, path(name), error)) {
       restored = std::max(restored, Restored::InPart);
       return true;
     }

@@ -16,9 +16,6 @@
 // database is one version again and is on the disk. A folder without it says nothing.
 #pragma once
 
-#include <functional>
-
-#include "engines/backup.h"
 #include "engines/session.h"
 
 class Installation {
@@ -38,7 +35,7 @@ class Installation {
   [[nodiscard]] static int recover(const Session& session);
 
   // Whether an open installation names this backup. Then no run may remove or replace it.
-  static bool needs(const Session& session, const Backup& backup);
+  static bool needs(const Session& session, const std::string& backup);
 
   // Opens the journal for a change set and the downloaded index. The session outlives the
   // object.
@@ -52,7 +49,7 @@ class Installation {
   // every file that will be replaced, and all of it is on the disk. Call it before the
   // first file is replaced. When the name cannot be written, the installation is closed,
   // after a line in the log.
-  void protectBy(const Backup& backup);
+  void protectBy(const std::string& backup);
   bool isProtected() const { return protectedBy_.has_value(); }
 
   // Copies the downloaded index into its place, after all files, and returns what
@@ -85,7 +82,7 @@ class Installation {
 
   const char* write(const std::vector<Wanted>& wanted) const;
   void giveUp(const char* reason);
-  bool writePart(const char* name, const std::function<void(std::FILE*)>& write) const;
+  bool writePart(const char* name, const std::string& text) const;
   bool eachPath(const UsePath& use) const;
   bool isSound() const;
   bool hasArrived() const;

@@ -60,11 +60,6 @@ bool isPipe(const std::string& path) {
   return fs::is_fifo(path, error);
 }
 
-bool isSameFile(const std::string& a, const std::string& b) {
-  std::error_code error;
-  return fs::equivalent(a, b, error);
-}
-
 bool isThere(const std::string& path) {
   struct stat status = {};
   // The question may fail for a moment: it is asked twice.

@@ -30,9 +30,6 @@ bool isDirectory(const std::string& path);
 // Whether the entry is a pipe or a link that leads to a pipe.
 bool isPipe(const std::string& path);
 
-// Whether two paths lead to the same file.
-bool isSameFile(const std::string& a, const std::string& b);
-
 // Whether the file exists and is not empty.
 bool hasContents(const std::string& path);
 

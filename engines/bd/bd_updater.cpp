@@ -36,8 +36,7 @@ int QX_BDUpdater::setValues(const EngineSettings& settings) {
       writeLog(settings.log, "LOG: Using Proxy %s\n", address.c_str());
     }
     const int result = session.open(settings, address);
-    const Places& places = session.places;
-    if (places.backup) backup.emplace(places, kBdFormat, *places.backup);
+    if (session.places.backup) backup = backupPlace(*session.places.backup);
     return result;
   } catch (const std::bad_alloc&) {
     writeLog(settings.log, "LOG: Error allocating wget memory\n");

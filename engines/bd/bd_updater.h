@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engines/attempt.h"
+#include "engines/backup.h"
 #include "engines/bd/utils.h"
 #include "engines/bd/versions_index.h"
 #include "engines/journal.h"
@@ -148,7 +149,7 @@ class QX_BDUpdater {
 
   Session session{kBdFormat};
   std::string wgetCommand;
-  std::string wgetErrorFile;     // in the configured temp directory
-  std::optional<Backup> backup;  // configured, or chosen by MakeDirs()
-  bool baseCreated = false;      // by this run: there is nothing to back up
+  std::string wgetErrorFile;          // in the configured temp directory
+  std::optional<std::string> backup;  // its place; configured, or chosen by MakeDirs()
+  bool baseCreated = false;           // by this run: there is nothing to back up
 };

@@ -80,7 +80,7 @@ int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
 bool QX_BDUpdater::backUp() {
   if (baseCreated) return true;
   writeLog(session.log, "LOG: Getting backup of current av database at %s\n",
-           session.places.backup.value_or(backup ? backup->place() : "").c_str());
+           session.places.backup.value_or(backup.value_or("")).c_str());
   if (GetCurrentAVBackup() >= 0) return true;
   session.reportError(std::string("Error installing AV Database!") +
                       (session.places.backup ? " Can not get AV Backup." : ""));
@@ -142,12 +142,12 @@ bool QX_BDUpdater::installIndex(const Attempt& attempt, Installation& installati
 void QX_BDUpdater::undo(Installation& installation) {
   if (installation.isProtected()) {
     if (!installation.rollBack())
-      writeLog(session.log, "LOG: Error restoring the database from %s\n", backup->place().c_str());
+      writeLog(session.log, "LOG: Error restoring the database from %s\n", backup->c_str());
     return;
   }
   (void)installation.putIndexBack();
   // The next recovery would remove the files that come back now. Nothing is lost without
   // it: there is no index, so the next run judges each file by itself.
-  if (baseCreated && backup->exists()) (void)installation.close();
-  if (baseCreated || !backup->exists()) RevertCurrentBackup();
+  if (baseCreated && fileExists(*backup)) (void)installation.close();
+  if (baseCreated || !fileExists(*backup)) RevertCurrentBackup();
 }

@@ -8,6 +8,7 @@
 
 #include "engines/bd/bd_updater.h"
 #include "system/command.h"
+#include "system/file_commands.h"
 #include "system/shell_word.h"
 
 namespace {
@@ -78,7 +79,7 @@ int QX_BDUpdater::MakeDirs() {
       rmdir(work->c_str());
       return kFailed;
     }
-    backup.emplace(places, kBdFormat, *place);
+    backup = place;
   }
   if (makeDir(*work + "/Plugins")) return kDone;
   cannotMake(session.log, "dir", *work + "/Plugins");
@@ -88,7 +89,7 @@ int QX_BDUpdater::MakeDirs() {
 
 int QX_BDUpdater::RemoveDirs() {
   // The scanner's own cache does not belong into a backup.
-  if (backup) unlink((backup->place() + "/Plugins/cache.000").c_str());
+  if (backup) unlink((*backup + "/Plugins/cache.000").c_str());
   if (!session.places.backup && backup && !Installation::needs(session, *backup))
     DeleteCurrentBackup();
   unlink(wgetErrorFile.c_str());
@@ -97,12 +98,14 @@ int QX_BDUpdater::RemoveDirs() {
 }
 
 int QX_BDUpdater::GetCurrentAVBackup() {
-  if (!backup || (backup->exists() && backup->remove() < 0)) return kFailed;
-  return backup->take();
+  if (!backup || (fileExists(*backup) && removeTree(*backup) < 0)) return kFailed;
+  return takeBackup(session, *backup);
 }
 
-int QX_BDUpdater::RevertCurrentBackup() { return backup ? backup->copyBack() : kFailed; }
+int QX_BDUpdater::RevertCurrentBackup() {
+  return backup ? restoreBackup(session, *backup) : kFailed;
+}
 
 int QX_BDUpdater::DeleteCurrentBackup() {
-  return backup && backup->exists() ? backup->remove() : kDone;
+  return backup && fileExists(*backup) ? removeTree(*backup) : kDone;
 }

@@ -116,8 +116,8 @@ void QX_KAVUpdater::backUp(Installation& installation) const {
   if (!session.places.backup) return;
   writeLog(session.log, "KLOG: Getting backup of current av database at %s\n",
            session.places.backup->c_str());
-  const Backup backup(session.places, kKavFormat, *session.places.backup);
-  backup.remove();
-  backup.take();
-  installation.protectBy(backup);
+  const std::string place = backupPlace(*session.places.backup);
+  removeTree(place);
+  takeBackup(session, place);
+  installation.protectBy(place);
 }
