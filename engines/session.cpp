@@ -40,7 +40,6 @@ ExportedProxy::~ExportedProxy() {
 }
 
 int Session::open(const EngineSettings& settings, const std::string& proxyAddress) {
-  *this = Session(*format);
   log = settings.log;
   if (settings.useProxy != 0) proxy = std::make_unique<ExportedProxy>(proxyAddress);
   servers = usableServers(settings.serverList, settings.useHttps != 0, log);
@@ -68,10 +67,10 @@ bool Session::tell(ProgressEvent event, const char* text, bool withBytes) const 
                                          withBytes ? doneBytes : 0, callbackData) != ProgressCancel;
 }
 
-Transfer Session::transferOf(const std::string& wget, const char* server, const char* file) const {
+Transfer Session::transferOf(const char* server, const char* file) const {
   const std::string target = places.downloaded(file);
   const std::string address = server + (std::string("/") + file);
-  return {wget + shellWord(address) + " -O " + shellWord(target), target, "", nullptr};
+  return {wget + " " + shellWord(address) + " -O " + shellWord(target), target, "", nullptr};
 }
 
 int Session::fetch(const char* file, std::int32_t size, bool notify, const Transfer& transfer) {

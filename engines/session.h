@@ -81,8 +81,8 @@ class Session {
  public:
   explicit Session(const EngineFormat& engineFormat) : format(&engineFormat) {}
 
-  // Copies the settings and exports the proxy, "HOST:PORT", if one is used. An empty
-  // backup path counts as none. Returns kDone, or kNoServers when the list holds no usable
+  // Copies the settings into a new session and exports the proxy, "HOST:PORT", if one is used. An
+  // empty backup path counts as none. Returns kDone, or kNoServers when the list holds no usable
   // server. After that the session is not open, but it has the log, and the proxy is
   // exported. Throws std::bad_alloc.
   [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
@@ -100,10 +100,9 @@ class Session {
   // Sends ProgressError. The answer does not matter.
   void reportError(const std::string& text) const { (void)tell(ProgressError, text.c_str()); }
 
-  // The transfer of SERVER/FILE into the download directory. `wget` is the beginning of the
-  // command and ends in a blank. The engine adds the rest of its command, its log and its
-  // judgement.
-  Transfer transferOf(const std::string& wget, const char* server, const char* file) const;
+  // The transfer of SERVER/FILE into the download directory. The engine adds the rest of its
+  // command, its log and its judgement.
+  Transfer transferOf(const char* server, const char* file) const;
 
   // Fetches one file. With `notify` the watcher hears of it before the transfer, and twice
   // after the file was counted with its listed size. Target and log are removed first: the
@@ -116,6 +115,7 @@ class Session {
 
   const EngineFormat* format;
   QX_AVUpdateLog* log = nullptr;
+  std::string wget;  // the beginning of each download command, which the engine sets
   std::vector<std::string> servers;
   Places places;
   std::int32_t totalBytes = 0;  // of the change set being fetched, as listed

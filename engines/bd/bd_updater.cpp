@@ -27,9 +27,9 @@ int QX_BDUpdater::setValues(const EngineSettings& settings) {
   }
   try {
     wgetErrorFile = settings.tempPath + std::string("/avupdate_wget.err");
-    wgetCommand = settings.wget() + " -o " + shellWord(wgetErrorFile) +
-                  " --cache=off --server-response" + settings.proxySwitch() +
-                  settings.proxyLogin(" ");
+    session.wget = settings.wget() + " -o " + shellWord(wgetErrorFile) +
+                   " --cache=off --server-response" + settings.proxySwitch() +
+                   settings.proxyLogin(" ");
     std::string address;
     if (settings.useProxy != 0) {
       address = settings.proxyServer + (":" + std::to_string(settings.proxyPort));
@@ -50,7 +50,6 @@ int QX_BDUpdater::setCallback(UpdateProgressCallback callback, void* data) {
 
 void QX_BDUpdater::DeallocMemory() {
   session = Session(kBdFormat);
-  wgetCommand.clear();
   wgetErrorFile.clear();
   backup.reset();
 }
@@ -65,7 +64,7 @@ int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned in
 // The digest shows that a base is cut. Nothing shows it of an index: it would be installed,
 // and files that it does not list would not be updated any more. So an index must be whole.
 Transfer QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
-  Transfer transfer = session.transferOf(wgetCommand + " ", server, file);
+  Transfer transfer = session.transferOf(server, file);
   transfer.log = wgetErrorFile;
   transfer.judge = [this, file, mustBeWhole, target = transfer.target](bool succeeded) {
     if (!fileExists(target)) return DownloadErrGeneric;

@@ -148,7 +148,6 @@ class QX_BDUpdater {
   void undo(Installation& installation);
 
   Session session{kBdFormat};
-  std::string wgetCommand;
   std::string wgetErrorFile;          // in the configured temp directory
   std::optional<std::string> backup;  // its place; configured, or chosen by MakeDirs()
   bool baseCreated = false;           // by this run: there is nothing to back up

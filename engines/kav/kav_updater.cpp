@@ -12,8 +12,7 @@ namespace {
 constexpr std::size_t kCommandMax = 1022;
 
 // Copies a text that fits into a caller's buffer.
-template <class Text>
-int copyOut(const std::optional<Text>& text, char* out) {
+int copyOut(const std::optional<std::string_view>& text, char* out) {
   if (!text) return kFailed;
   std::memcpy(out, text->data(), text->size());
   out[text->size()] = '\0';
@@ -36,8 +35,8 @@ int QX_KAVUpdater::setValues(const EngineSettings& settings) {
   Dealloc();
   session.log = settings.log;
   try {
-    wgetCommand = settings.wget() + settings.proxySwitch() + " --cache=off" +
-                  settings.proxyLogin(" \t\t\t    ") + " ";
+    session.wget = settings.wget() + settings.proxySwitch() + " --cache=off" +
+                   settings.proxyLogin(" \t\t\t    ") + " ";
     return session.open(settings, address);
   } catch (const std::bad_alloc&) {
     writeLog(settings.log, "KLOG: Error allocating wget memory\n");
@@ -49,10 +48,7 @@ int QX_KAVUpdater::SetCallback(UpdateProgressCallback callback, void* data) {
   return session.watch(callback, data);
 }
 
-void QX_KAVUpdater::Dealloc() {
-  session = Session(kKavFormat);
-  wgetCommand.clear();
-}
+void QX_KAVUpdater::Dealloc() { session = Session(kKavFormat); }
 
 int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32_t size,
                                 unsigned char notify) {
@@ -64,7 +60,7 @@ int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32
 // wget leaves an empty file when the server does not have the file. A file that is missing
 // after status 0 is no failure here: the next reader of the file notices it.
 Transfer QX_KAVUpdater::transfer(const char* file, const char* server) const {
-  Transfer transfer = session.transferOf(wgetCommand + " ", server, file);
+  Transfer transfer = session.transferOf(server, file);
   transfer.command += " > /dev/null 2>&1";
   // A cut command would write to another path.
   if (transfer.command.size() > kCommandMax) transfer.command.clear();

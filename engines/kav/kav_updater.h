@@ -129,5 +129,4 @@ class QX_KAVUpdater {
   void backUp(Installation& installation) const;
 
   Session session{kKavFormat};
-  std::string wgetCommand;  // ends in a blank
 };
