@@ -44,13 +44,11 @@ int Attempt::endUpToDate() const {
 // that cannot be read is not an empty one.
 bool Attempt::wantsIndex() const {
   if (hasSameContents(downloadedIndex, installedIndex)) return false;
-  const auto namesIn = [this](const std::string& index) -> std::optional<std::vector<std::string>> {
+  const auto namesIn = [this](const std::string& index) -> std::optional<std::set<std::string>> {
     const auto files = session.format->read(index);
     if (!files) return std::nullopt;
-    std::vector<std::string> names;
-    for (const Wanted& file : *files) names.push_back(normalisedName(file.name));
-    std::sort(names.begin(), names.end());
-    names.erase(std::unique(names.begin(), names.end()), names.end());
+    std::set<std::string> names;
+    for (const Wanted& file : *files) names.insert(normalisedName(file.name));
     return names;
   };
   const auto coming = namesIn(downloadedIndex);

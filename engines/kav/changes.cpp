@@ -1,7 +1,5 @@
 #include "engines/kav/changes.h"
 
-#include <string_view>
-
 #include "app/interrupt.h"
 #include "engines/index_name.h"
 #include "engines/kav/klb_index.h"
@@ -18,7 +16,6 @@ struct Fields {
 
 std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   std::vector<Fields> named;
-  named.reserve(entries.size());
   for (const std::string& entry : entries)
     if (const auto name = entryName(entry))
       named.push_back({&entry, IndexName(*name), entrySignature(entry), entrySize(entry)});
@@ -82,22 +79,16 @@ int findWantedByKlb(const Session& session, const char* downloaded, const char* 
 
 int findDropped(const Session& session, const std::string& downloaded, const std::string& installed,
                 std::vector<std::string>& dropped) {
-  const auto newEntries = readKlb(downloaded);
-  const auto oldEntries = readKlb(installed);
-  if (!newEntries || !oldEntries) return kFailed;
-  std::vector<std::string> keptNames;
-  for (const Fields& entry : namedEntries(*newEntries))
-    keptNames.push_back(normalisedName(entry.name.text()));
-  const std::vector<IndexName> kept(keptNames.begin(), keptNames.end());
+  const auto newFiles = filesOfKlb(downloaded);
+  const auto oldFiles = filesOfKlb(installed);
+  if (!newFiles || !oldFiles) return kFailed;
+  std::set<std::string> kept;
+  for (const Wanted& file : *newFiles) kept.insert(normalisedName(file.name));
 
-  for (const Fields& old : namedEntries(*oldEntries)) {
-    bool listed = false;
-    for (std::size_t i = 0; i < kept.size() && !listed; ++i) {
-      if (DownCancelled) return kCancelled;
-      listed = kept[i] == old.name;
-    }
-    if (!listed && isPlainName(old.name.text(), session.format->index))
-      dropped.emplace_back(old.name.text());
+  for (const Wanted& old : *oldFiles) {
+    if (DownCancelled && !kept.empty()) return kCancelled;
+    if (kept.count(old.name) == 0 && isPlainName(old.name, session.format->index))
+      dropped.push_back(old.name);
   }
   return kDone;
 }
