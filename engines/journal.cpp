@@ -160,10 +160,9 @@ int Installation::recover(const Session& session) {
   } else {
     const Restored restored = left.undo(backup);
     done = restored != Restored::Not;
-    if (done)
-      tell(restored == Restored::All
-               ? "Unfinished installation undone"
-               : "Unfinished installation undone, but for files without a copy,");
+    if (restored == Restored::All) tell("Unfinished installation undone");
+    if (restored == Restored::InPart)
+      tell("Unfinished installation undone, but for files without a copy,");
   }
   done = done && left.close();
   if (done && backup && !isConfiguredBackup(session, *backup) && isOwnBackup(session, *backup))

@@ -12,16 +12,16 @@ struct Installed {
   const std::string* proof;
 };
 
-// Whether an installed file has the listed digest. Nothing, after a line in the log, when
-// the file cannot be read.
-std::optional<bool> hasDigest(const Session& session, const Wanted& entry) {
+// Whether an installed file has another digest than the listed one. Nothing, after a line in
+// the log, when the file cannot be read.
+std::optional<bool> isDifferent(const Session& session, const Wanted& entry) {
   const std::string local = session.places.installed(entry.name);
   const std::optional<std::string> digest = md5Of(local);
   if (!digest) {
     writeLog(session.log, "LOG: Error getting md5sum of file (%s)\n", local.c_str());
     return std::nullopt;
   }
-  return entry.proof == *digest;
+  return entry.proof != *digest;
 }
 
 // Whether an installed file must be fetched. The first entry of its name in the installed
@@ -33,8 +33,7 @@ bool isWantedByIndex(const Session& session, const Wanted& entry,
     if (DownCancelled) return false;
     if (!(old.name == name)) continue;
     if (*old.proof != entry.proof) return true;
-    const std::optional<bool> isListed = hasDigest(session, entry);
-    if (isListed) return !*isListed;
+    if (const std::optional<bool> isWanted = isDifferent(session, entry)) return *isWanted;
   }
   return false;
 }
@@ -55,16 +54,13 @@ int findWantedByVersions(const Session& session, const char* downloaded, const c
   const auto entries = installed != nullptr ? readVersions(installed) : std::vector<Wanted>();
   if (!entries) return cannotRead(session, installed);
   std::vector<Installed> old;
-  old.reserve(entries->size());
   for (const Wanted& entry : *entries) old.push_back({IndexName(entry.name), &entry.proof});
 
   for (const Wanted& entry : *listed) {
     const bool present = fileExists(session.places.installed(entry.name));
-    bool isWanted = !present;
-    if (present && installed != nullptr)
-      isWanted = isWantedByIndex(session, entry, old);
-    else if (present)
-      isWanted = !hasDigest(session, entry).value_or(true);
+    const bool isWanted =
+        !present || (installed != nullptr ? isWantedByIndex(session, entry, old)
+                                          : isDifferent(session, entry).value_or(false));
     if (isWanted) wanted.push_back({entry.name + session.format->suffix, entry.proof, entry.size});
     if (present && DownCancelled) break;
   }

@@ -7,11 +7,11 @@
 
 namespace {
 
-// Cuts the text at its last space. Returns the part behind it, or nothing when there is no
+// Cuts the text at its last space. Returns the part behind it; it is empty when there is no
 // space.
-std::optional<std::string> cutLastField(std::string& text) {
+std::string cutLastField(std::string& text) {
   const std::size_t space = text.rfind(' ');
-  if (space == std::string::npos) return std::nullopt;
+  if (space == std::string::npos) return "";
   std::string field = text.substr(space + 1);
   text.resize(space);
   return field;
@@ -21,13 +21,12 @@ std::optional<std::string> cutLastField(std::string& text) {
 // other line.
 std::optional<Wanted> parseEntry(std::string line) {
   if (line.empty() || line.front() != '+') return std::nullopt;
-  const std::optional<std::string> size = cutLastField(line);
-  const std::optional<std::string> name = cutLastField(line);
-  const std::optional<std::string> digest = cutLastField(line);
-  if (!digest || digest->empty() || name->empty()) return std::nullopt;
-  const std::int32_t bytes = listedSize(*size);
-  if (bytes == 0) return std::nullopt;  // also a size that is no number
-  return Wanted{*name, *digest, bytes};
+  const std::int32_t size = listedSize(cutLastField(line));
+  const std::string name = cutLastField(line);
+  const std::string digest = cutLastField(line);
+  // A size that is no number is 0, too.
+  if (digest.empty() || name.empty() || size == 0) return std::nullopt;
+  return Wanted{name, digest, size};
 }
 
 }  // namespace
