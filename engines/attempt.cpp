@@ -27,15 +27,14 @@ int Attempt::begin(const Transfer& index) {
 
 int Attempt::endUpToDate() const {
   if (!session.tell(ProgressAlreadyUpdated, server)) return kCancelled;
+  const EngineFormat& format = *session.format;
   if (wantsIndex()) {
     Installation installation(session, wanted);
     (void)installation.installIndex();
     if (!installation.isComplete())
-      writeLog(session.log, "%sError installing %s\n", session.format->prefix,
-               session.format->index);
+      writeLog(session.log, "%sError installing %s\n", format.prefix, format.index);
   }
-  writeLog(session.log, "%sNo update found. Virus database is up to date\n",
-           session.format->prefix);
+  writeLog(session.log, "%sNo update found. Virus database is up to date\n", format.prefix);
   return kDone;
 }
 

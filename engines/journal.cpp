@@ -1,7 +1,6 @@
 #include "engines/journal.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>

@@ -7,18 +7,13 @@
 // set, and without for the index.
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "app/progress.h"
 #include "engines/format.h"
 #include "engines/places.h"
 #include "engines/result.h"
-#include "update/update_log.h"
 
 // The fourteen values of setValues(), in their order. The texts belong to the caller. A text
 // may be null when no flag asks for it.

@@ -1,8 +1,6 @@
 // Reading text files line by line: indexes and wget's log.
 #pragma once
 
-#include <string>
-
 #include "system/files.h"
 
 // Reads the lines of a file. From a line that is longer than the limit it gives the first

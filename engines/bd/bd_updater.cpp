@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "engines/bd/changes.h"
-#include "engines/bd/versions_index.h"
 #include "engines/bd/wget_errors.h"
 #include "system/shell_word.h"
 

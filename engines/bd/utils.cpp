@@ -10,7 +10,6 @@
 
 #include "engines/result.h"
 #include "engines/text_lines.h"
-#include "system/files.h"
 
 std::optional<std::string> md5Of(const std::string& file) {
   // A larger buffer behind the small chunks saves a tenth of the time. It is declared before

@@ -1,9 +1,6 @@
 // Reading versions.dat.
 #pragma once
 
-#include <optional>
-#include <vector>
-
 #include "engines/format.h"
 
 // The files that an index lists, in its order; nothing when it cannot be read.

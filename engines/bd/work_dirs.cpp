@@ -14,7 +14,6 @@
 namespace {
 
 constexpr int kLastNumber = 64;
-constexpr mode_t kDirMode = 0775;
 
 // The first of NAME, NAME1 ... NAME64 that does not exist in the directory and is not
 // `taken`.
@@ -33,7 +32,7 @@ int cannotMake(QX_AVUpdateLog* log, const char* what, const std::string& path) {
   return kFailed;
 }
 
-bool makeDir(const std::string& path) { return mkdir(path.c_str(), kDirMode) == 0; }
+bool makeDir(const std::string& path) { return mkdir(path.c_str(), 0775) == 0; }
 
 // Makes the base directory under another name first, with its Plugins in it. A run that
 // finds a base directory takes it for complete. The order holds after a power cut, too.
@@ -59,11 +58,10 @@ int QX_BDUpdater::MakeDirs() {
   baseCreated = !fileExists(places.base);
   if (baseCreated && makeBase(places.base, session.log) != kDone) return kFailed;
 
-  const std::string& temp = places.temp;
-  const auto work = freeName(temp, "avdowndir", places.backup.value_or(""));
+  const auto work = freeName(places.temp, "avdowndir", places.backup.value_or(""));
   if (!work) {
     writeLog(session.log, "LOG: To many temp download dir at %s. Delete unused and retry again\n",
-             temp.c_str());
+             places.temp.c_str());
     return kFailed;
   }
   if (!makeDir(*work)) return cannotMake(session.log, "temp download dir", *work);
@@ -72,7 +70,7 @@ int QX_BDUpdater::MakeDirs() {
   if (!places.backup) {
     // The backup lies beside the working directory, not in it: it survives an accident to
     // the downloads.
-    const std::optional<std::string> place = freeName(temp, kBdFormat.ownBackup);
+    const std::optional<std::string> place = freeName(places.temp, kBdFormat.ownBackup);
     if (!place) {
       writeLog(session.log, "LOG: To many back dir at %s. Delete unused and retry again\n",
                work->c_str());

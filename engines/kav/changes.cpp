@@ -22,20 +22,18 @@ std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   return named;
 }
 
-// The signature of a file in the installed index, compared with the downloaded one.
-enum class Listed { Nowhere, Same, Different, Unsigned, Cancelled };
+// The signature of a file in the installed index, compared with the downloaded one. A file
+// that is not listed there is not different.
+enum class Listed { NotDifferent, Different, Unsigned, Cancelled };
 
 Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
-  Listed result = Listed::Nowhere;
   for (const Fields& entry : installed) {
-    if (entry.name == file.name) {
-      if (!entry.signature) return Listed::Unsigned;
-      if (*entry.signature != *file.signature) return Listed::Different;
-      result = Listed::Same;
-    }
+    const bool isSame = entry.name == file.name;
+    if (isSame && !entry.signature) return Listed::Unsigned;
+    if (isSame && *entry.signature != *file.signature) return Listed::Different;
     if (DownCancelled) return Listed::Cancelled;
   }
-  return result;
+  return Listed::NotDifferent;
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include "engines/change_set.h"
 #include "engines/text_lines.h"
-#include "system/files.h"
 
 namespace {
 

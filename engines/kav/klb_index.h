@@ -1,12 +1,7 @@
 // Reading avp.klb, and the signature lines that it refers to.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "engines/format.h"
 
