@@ -1,7 +1,5 @@
 #include "engines/attempt.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "app/interrupt.h"
@@ -19,7 +17,7 @@ int Attempt::begin(const Transfer& index) {
   if (Installation::recover(session) != kDone) return kFailed;
   const EngineFormat& format = *session.format;
   const int result = session.fetch(format.index, 0, false, index);
-  if (result == kCancelled) unlink(downloadedIndex.c_str());
+  if (result == kCancelled) removeFile(downloadedIndex);
   if (result >= 0) return result;
   writeLog(session.log, "%sError downloading %s\n", format.prefix, format.index);
   return kFailed;

@@ -1,7 +1,5 @@
 #include "engines/session.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 
 #include "app/interrupt.h"
@@ -76,8 +74,8 @@ Transfer Session::transferOf(const char* server, const char* file) const {
 int Session::fetch(const char* file, std::int32_t size, bool notify, const Transfer& transfer) {
   const auto goesOn = [&](ProgressEvent event) { return !notify || tell(event, file, true); };
   if (!goesOn(ProgressFileStarted)) return kCancelled;
-  unlink(transfer.target.c_str());
-  unlink(transfer.log.c_str());
+  removeFile(transfer.target);
+  removeFile(transfer.log);
   const bool succeeded = !transfer.command.empty() && runDownload(transfer.command);
   if (DownCancelled) return kCancelled;
   const int result = transfer.judge(succeeded);

@@ -1,7 +1,5 @@
 // One update of BitDefender-format bases, in the order in which it happens.
 
-#include <unistd.h>
-
 #include <ctime>
 
 #include "app/interrupt.h"
@@ -116,13 +114,13 @@ bool QX_BDUpdater::installFile(const Wanted& file) const {
   const int copied = copyFile(session.places.downloaded(file.name), staged);
   const int decompressed = runInstallation("gunzip -S .gzip -f " + shellWord(staged) + kQuietly);
   const bool isListed = md5Of(installed) == file.proof;
-  if (stagedIsNew) unlink(staged.c_str());
-  if (isNew && !isListed) unlink(installed.c_str());
+  if (stagedIsNew) removeFile(staged);
+  if (isNew && !isListed) removeFile(installed);
 
   if (copied < 0 || decompressed < 0) return failed("", "Error installing " + file.name);
   if (!isListed) return failed("LOG: ", "md5sum mismatch for " + installed);
   writeLog(session.log, "Installed %s\n", file.name.c_str());
-  unlink(session.places.downloaded(file.name).c_str());
+  removeFile(session.places.downloaded(file.name));
   return true;
 }
 

@@ -87,10 +87,10 @@ int QX_BDUpdater::MakeDirs() {
 
 int QX_BDUpdater::RemoveDirs() {
   // The scanner's own cache does not belong into a backup.
-  if (backup) unlink((*backup + "/Plugins/cache.000").c_str());
+  if (backup) removeFile(*backup + "/Plugins/cache.000");
   if (!session.places.backup && backup && !Installation::needs(session, *backup))
     DeleteCurrentBackup();
-  unlink(wgetErrorFile.c_str());
+  removeFile(wgetErrorFile);
   if (!session.isOpen()) return kDone;
   return runInstallation("rm -rf " + shellWord(session.places.download));
 }

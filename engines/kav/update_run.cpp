@@ -1,7 +1,6 @@
 // One update of Kaspersky-format bases, in the order in which it happens.
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "app/interrupt.h"
 #include "engines/backup.h"
@@ -40,8 +39,8 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
   result = attempt.beginInstallation(downloadFiles(attempt));
   if (result == kDone) install(attempt, dropped);
   // The files of a set that was not completed go, too.
-  for (const Wanted& file : attempt.wanted) unlink(session.places.downloaded(file.name).c_str());
-  unlink(attempt.downloadedIndex.c_str());
+  for (const Wanted& file : attempt.wanted) removeFile(session.places.downloaded(file.name));
+  removeFile(attempt.downloadedIndex);
 
   writeLog(session.log, "KLOG: Update done from server\n");
   if (result != kCancelled && session.tell(ProgressInstallDone, server) &&
@@ -102,7 +101,7 @@ void QX_KAVUpdater::install(const Attempt& attempt, const std::vector<std::strin
     const std::string installed = session.places.installed(file.name);
     writeLog(session.log, "KLOG: Installing %s ", file.name.c_str());
     logOutcome(installation.isOpen() ? copyFile(downloaded, installed) : kFailed);
-    unlink(downloaded.c_str());
+    removeFile(downloaded);
   }
   writeLog(session.log, "KLOG: Updating AV Index ");
   const int status = installation.installIndex();
