@@ -76,10 +76,10 @@ class Session {
  public:
   explicit Session(const EngineFormat& engineFormat) : format(&engineFormat) {}
 
-  // Copies the settings into a new session and exports the proxy, "HOST:PORT", if one is used. An
-  // empty backup path counts as none. Returns kDone, or kNoServers when the list holds no usable
-  // server. After that the session is not open, but it has the log, and the proxy is
-  // exported. Throws std::bad_alloc.
+  // Copies the settings into a new session and exports the proxy, "HOST:PORT", if one is
+  // used. An empty backup path counts as none. Returns kDone, or kNoServers when the list
+  // holds no usable server. After that the session is not open, but it has the log, and the
+  // proxy is exported. Throws std::bad_alloc.
   [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
   bool isOpen() const { return !places.base.empty(); }
   bool usesProxy() const { return proxy != nullptr; }

@@ -28,9 +28,9 @@ enum class Listed { NotDifferent, Different, Unsigned, Cancelled };
 
 Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
   for (const Fields& entry : installed) {
-    const bool isSame = entry.name == file.name;
-    if (isSame && !entry.signature) return Listed::Unsigned;
-    if (isSame && *entry.signature != *file.signature) return Listed::Different;
+    const bool isListed = entry.name == file.name;
+    if (isListed && !entry.signature) return Listed::Unsigned;
+    if (isListed && *entry.signature != *file.signature) return Listed::Different;
     if (DownCancelled) return Listed::Cancelled;
   }
   return Listed::NotDifferent;
@@ -84,6 +84,7 @@ int findDropped(const Session& session, const std::string& downloaded, const std
   for (const Wanted& file : *newFiles) kept.insert(normalisedName(file.name));
 
   for (const Wanted& old : *oldFiles) {
+    // Beside an index that lists nothing the flag is not read.
     if (DownCancelled && !kept.empty()) return kCancelled;
     if (kept.count(old.name) == 0 && isPlainName(old.name, session.format->index))
       dropped.push_back(old.name);
