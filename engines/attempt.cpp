@@ -41,18 +41,16 @@ int Attempt::endUpToDate() const {
 // that cannot be read is not an empty one.
 bool Attempt::wantsIndex() const {
   if (hasSameContents(downloadedIndex, installedIndex)) return false;
-  const auto namesIn = [this](const std::string& index) -> std::optional<std::set<std::string>> {
-    const auto files = session.format->read(index);
-    if (!files) return std::nullopt;
-    std::set<std::string> names;
-    for (const Wanted& file : *files) names.insert(normalisedName(file.name));
-    return names;
-  };
-  const auto coming = namesIn(downloadedIndex);
-  const auto installed = namesIn(installedIndex);
-  if (!coming || coming->empty() || DownCancelled) return false;
+  std::vector<std::string> coming;
+  for (const Wanted& file : session.format->read(downloadedIndex).value_or(std::vector<Wanted>()))
+    coming.push_back(normalisedName(file.name));
+  std::sort(coming.begin(), coming.end());
+  const auto installed = session.format->read(installedIndex);
+  if (coming.empty() || DownCancelled) return false;
   if (!installed) return !isThere(installedIndex);
-  return std::includes(coming->begin(), coming->end(), installed->begin(), installed->end());
+  return std::all_of(installed->begin(), installed->end(), [&coming](const Wanted& file) {
+    return std::binary_search(coming.begin(), coming.end(), normalisedName(file.name));
+  });
 }
 
 int Attempt::beginInstallation(int downloads) const {

@@ -54,6 +54,7 @@ int findWantedByVersions(const Session& session, const char* downloaded, const c
   const auto entries = installed != nullptr ? readVersions(installed) : std::vector<Wanted>();
   if (!entries) return cannotRead(session, installed);
   std::vector<Installed> old;
+  old.reserve(entries->size());
   for (const Wanted& entry : *entries) old.push_back({IndexName(entry.name), &entry.proof});
 
   for (const Wanted& entry : *listed) {

@@ -56,8 +56,8 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
 // there would ever be fetched again.
 int QX_BDUpdater::findChanges(Attempt& attempt) {
   const std::string& installed = attempt.installedIndex;
-  const auto entries = readVersions(installed);
-  const bool hasIndex = fileExists(installed) && (!entries || !entries->empty());
+  const bool listsNothing = readVersions(installed).value_or(std::vector<Wanted>(1)).empty();
+  const bool hasIndex = fileExists(installed) && !listsNothing;
   return findWantedByVersions(session, attempt.downloadedIndex.c_str(),
                               hasIndex ? installed.c_str() : nullptr, attempt.wanted);
 }

@@ -16,6 +16,7 @@ struct Fields {
 
 std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   std::vector<Fields> named;
+  named.reserve(entries.size());
   for (const std::string& entry : entries)
     if (const auto name = entryName(entry))
       named.push_back({&entry, IndexName(*name), entrySignature(entry), entrySize(entry)});
