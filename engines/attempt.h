@@ -2,6 +2,13 @@
 // An engine's update_run.cpp calls them in this order: begin(), its own comparison, which
 // fills `wanted`; endUpToDate() when nothing is wanted; otherwise fetchAll() for the
 // downloads, beginInstallation(), and an Installation (journal.h).
+//
+// The engine writes two lines of the log itself: "Update started from server" before
+// begin(), and "Update done" after an installation. It sends ProgressUpdateStarted and
+// ProgressUpdateDone around its run, ProgressError after a failure, and ProgressInstallDone
+// and ProgressDownloadDone after an installation. The other lines and events come from
+// Attempt, fetchAll() and Session::fetch(). A run whose installation failed returns kDone all
+// the same: updatenow-run judges by the log.
 #pragma once
 
 #include "engines/change_set.h"
@@ -11,9 +18,9 @@ class Attempt {
   // The session and the URL outlive the attempt.
   Attempt(Session& attemptSession, const char* url);
 
-  // Announces the attempt, recovers the database (see journal.h) and fetches the server's
-  // index. Returns kDone, kFailed, or kCancelled, also when the watcher asks to stop. After
-  // a cancel the downloaded index is removed.
+  // Sends ProgressDownloadStarted, recovers the database (see journal.h) and fetches the
+  // server's index. Returns kDone, kFailed, or kCancelled, also when the watcher asks to
+  // stop. After a cancel the downloaded index is removed.
   [[nodiscard]] int begin(const Transfer& index);
 
   // Ends an attempt that has found nothing to fetch. It installs the downloaded index when
@@ -21,7 +28,7 @@ class Attempt {
   // installed one lists. Returns kDone, or kCancelled when the watcher asks to stop.
   [[nodiscard]] int endUpToDate() const;
 
-  // Announces the installation, also after downloads that failed: `downloads` is their
+  // Sends ProgressInstallStarted, also after downloads that failed: `downloads` is their
   // result. Returns kCancelled when the watcher asks to stop, otherwise `downloads`. The
   // engine installs after kDone only.
   [[nodiscard]] int beginInstallation(int downloads) const;

@@ -34,7 +34,11 @@ struct EngineFormat {
   // missing, with this folder in it. Null: the directory must be there and needs no folder.
   const char* folder;
 
-  bool stopsBetweenFiles;       // DownCancelled is looked at between two downloads, too
+  // False for a new engine. With true, fetchAll() ends early with kDone when DownCancelled is
+  // set between two files. The set is incomplete then, and the watcher's next answer must
+  // stop the run.
+  bool stopsBetweenFiles;
+
   std::size_t proxyAddressMax;  // characters of the proxy's "HOST:PORT"
 
   // The files that an index lists, in its order. Nothing when it cannot be read.

@@ -55,7 +55,8 @@ class Installation {
   // Copies the downloaded index into its place, after all files, and returns what
   // system() does for that copy. The installation is complete when the copy has the
   // downloaded bytes and everything is on the disk; it is closed then. Otherwise the index
-  // of before is put back and the installation stays open.
+  // of before is put back and the installation stays open. Only isComplete() tells success;
+  // the returned status is for the log.
   [[nodiscard]] int installIndex();
   bool isComplete() const { return isComplete_; }
 
@@ -63,8 +64,8 @@ class Installation {
   // whether that is so on the disk.
   bool putIndexBack() const;
 
-  // Undoes the installation, but keeps files that it has added. It is closed when there
-  // are none; otherwise the next recovery removes them. Returns false when something could
+  // Undoes the installation, also its index, but keeps files that it has added. It is closed when
+  // there are none; otherwise the next recovery removes them. Returns false when something could
   // not be brought back.
   [[nodiscard]] bool rollBack() const;
 

@@ -42,11 +42,12 @@ struct EngineSettings {
   // 3) and the seconds to wait (at least 5).
   std::string wget() const;
 
-  // wget's option that turns the proxy on or off, and its options for the proxy's user and
-  // password, with `between` between them. Nothing when the proxy asks for no login. Each
-  // begins with a blank.
+  // wget's option that turns the proxy on or off. It begins with a blank.
   std::string proxySwitch() const { return useProxy != 0 ? " --proxy=on" : " --proxy=off"; }
-  std::string proxyLogin(const char* between) const;
+
+  // wget's options for the proxy's user and password. They begin with a blank, and `between`
+  // stands between them. Empty when the proxy asks for no login.
+  std::string proxyLogin(const char* between = " ") const;
 };
 
 // Keeps the proxy in the environment, where wget finds it. It is gone with the object.
@@ -79,7 +80,8 @@ class Session {
   // Copies the settings into a new session and exports the proxy, "HOST:PORT", if one is
   // used. An empty backup path counts as none. Returns kDone, or kNoServers when the list
   // holds no usable server. After that the session is not open, but it has the log, and the
-  // proxy is exported. Throws std::bad_alloc.
+  // proxy is exported. Throws std::bad_alloc. The engine asks areComplete() before, and
+  // compares the address with proxyAddressMax of its format. Afterwards it sets `wget`.
   [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
   bool isOpen() const { return !places.base.empty(); }
   bool usesProxy() const { return proxy != nullptr; }
@@ -95,8 +97,10 @@ class Session {
   // Sends ProgressError. The answer does not matter.
   void reportError(const std::string& text) const { (void)tell(ProgressError, text.c_str()); }
 
-  // The transfer of SERVER/FILE into the download directory. The engine adds the rest of its
-  // command, its log and its judgement.
+  // The transfer of SERVER/FILE into the download directory, with the command `wget` ADDRESS
+  // -O TARGET. The engine adds the rest of its command and its judgement, and names the log
+  // if `wget` writes one. No step makes folders: a name with a folder can be fetched and
+  // installed only where the engine has made that folder in both directories.
   Transfer transferOf(const char* server, const char* file) const;
 
   // Fetches one file. With `notify` the watcher hears of it before the transfer, and twice

@@ -28,7 +28,7 @@ int QX_BDUpdater::setValues(const EngineSettings& settings) {
     wgetErrorFile = settings.tempPath + std::string("/avupdate_wget.err");
     session.wget = settings.wget() + " -o " + shellWord(wgetErrorFile) +
                    " --cache=off --server-response" + settings.proxySwitch() +
-                   settings.proxyLogin(" ");
+                   settings.proxyLogin();
     std::string address;
     if (settings.useProxy != 0) {
       address = settings.proxyServer + (":" + std::to_string(settings.proxyPort));
