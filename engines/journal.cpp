@@ -53,6 +53,7 @@ Installation::Installation(const Session& session, const std::vector<Wanted>& wa
 
 // Writes the journal. Returns null, or the reason why that failed.
 const char* Installation::write(const std::vector<Wanted>& wanted) const {
+  if (isDirectory(installed_)) return "the index is a directory";
   if (!discard(folder_) || mkdir(folder_.c_str(), 0755) != 0) return std::strerror(errno);
   const auto copy = [this](const std::string& from, const char* to) {
     (void)copyFile(from, part(to));
@@ -75,7 +76,10 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
     add(file.name, isThere(path(file.name)));
     if (!suffix.empty()) add(installed, isThere(path(installed)));
   }
-  if (!hasSameContents(downloaded_, installed_)) add(index_, isThere(part("before")));
+  // An index that does not change is not listed, so that it proves nothing later.
+  const bool hasBefore = isThere(part("before"));
+  if (!hasBefore || compared(part("before"), part("coming")) == Comparison::Different)
+    add(index_, hasBefore);
   return writePart("paths", list + kEnd + "\n") ? nullptr : std::strerror(errno);
 }
 
@@ -134,24 +138,29 @@ std::optional<std::string> Installation::backup() const {
 
 bool Installation::needs(const Session& session, const std::string& backup) {
   const Installation left(session);
-  return isThere(left.part("backup")) && left.backup().value_or(backup) == backup;
+  return isThere(left.part("paths")) && isThere(left.part("backup")) &&
+         left.backup().value_or(backup) == backup;
 }
 
 int Installation::recover(const Session& session) {
   const Installation left(session);
   const std::string paths = left.part("paths");
+  const std::optional<std::string> backup = left.backup();
+  const bool isOwn =
+      backup && !isConfiguredBackup(session, *backup) && isOwnBackup(session, *backup);
   if (!isThere(paths) && (isDirectory(left.folder_) || !isThere(left.folder_))) {
+    // A kill may have come when the installation was closed.
+    if (isOwn) removeTree(*backup);
     (void)discard(left.folder_);
     return kDone;
   }
-  const std::optional<std::string> backup = left.backup();
   const auto tell = [&](const char* what) {
     writeLog(session.log, "%s%s in %s\n", session.format->prefix, what, left.base_.c_str());
   };
   bool done = true;
   // A read may fail for a moment, and a dropped journal is lost: the question is asked twice.
   if (!left.isSound() && !left.isSound()) {
-    done = !isRegularFile(paths) || canBeRead(paths);
+    done = canBeRead(paths) || !isThere(paths) || isDirectory(paths) || isPipe(paths);
     if (done) tell("Invalid journal dropped");
   } else if (left.hasArrived()) {
     // cp sets permissions last. A kill may have come before that.
@@ -164,8 +173,7 @@ int Installation::recover(const Session& session) {
       tell("Unfinished installation undone, but for files without a copy,");
   }
   done = done && left.close();
-  if (done && backup && !isConfiguredBackup(session, *backup) && isOwnBackup(session, *backup))
-    removeTree(*backup);
+  if (done && isOwn) removeTree(*backup);
   if (!done) tell("Error undoing an unfinished installation");
   return done ? kDone : kFailed;
 }
@@ -173,7 +181,8 @@ int Installation::recover(const Session& session) {
 // Files that were created go first: that makes space for the index. A backup with another
 // index is not used, because somebody has copied a later database to its place.
 Installation::Restored Installation::undo(const std::optional<std::string>& backup) const {
-  if (!removeCreated() || !putIndexBack() || (!backup && hasContents(part("backup"))))
+  if (!removeCreated() || !isRestored(index_, putIndexBack()) ||
+      (!backup && hasContents(part("backup"))))
     return Restored::Not;
   const bool counts = backup &&
                       (isOwnBackup(session_, *backup) || isConfiguredBackup(session_, *backup)) &&
@@ -196,11 +205,13 @@ void Installation::protectBy(const std::string& backup) {
   };
   // A read may fail for a moment: the question is asked twice.
   if (!isOpen_ || (!isHeld() && !isHeld())) return;
-  protectedBy_ = backup;
-  if (!syncFileSystem(backup) || !writePart("backup", backup)) giveUp(std::strerror(errno));
+  if (syncFileSystem(backup) && writePart("backup", backup))
+    protectedBy_ = backup;
+  else
+    giveUp(std::strerror(errno));
 }
 
-// Nothing has changed yet.
+// No file has been written yet.
 void Installation::giveUp(const char* reason) {
   writeLog(session_.log, "%sError writing %s (%s)\n", session_.format->prefix, folder_.c_str(),
            reason);
@@ -218,10 +229,12 @@ int Installation::installIndex() {
 
 bool Installation::putIndexBack() const {
   const std::string before = part("before");
-  if (!isThere(before)) return isRestored(index_, removeFile(installed_) && syncDirectory(base_));
-  if (!hasSameContents(before, installed_)) (void)copyFile(before, installed_);
+  if (!isThere(before))
+    return isThere(part("paths")) && removeFile(installed_) && syncDirectory(base_);
+  // cp would empty the index before it finds that this one cannot be read.
+  if (!hasSameContents(before, installed_) && canBeRead(before)) (void)copyFile(before, installed_);
   takeMode(before, installed_);
-  return isRestored(index_, hasSameContents(before, installed_) && sync());
+  return hasSameContents(before, installed_) && sync();
 }
 
 bool Installation::removeCreated() const {
@@ -242,7 +255,9 @@ Installation::Restored Installation::copyBack(const std::string& backup) const {
       restored = std::max(restored, Restored::InPart);
       return true;
     }
-    if (!isSameEntry(copy, path(name))) copyEntry(copy, path(name));
+    // cp would empty the file before it finds that the copy cannot be read.
+    if (!isSameEntry(copy, path(name)) && (isSymbolicLink(copy) || isPipe(copy) || canBeRead(copy)))
+      copyEntry(copy, path(name));
     takeMode(copy, path(name));
     if (!isRestored(name, isSameEntry(copy, path(name)))) restored = Restored::Not;
     return true;
@@ -251,7 +266,8 @@ Installation::Restored Installation::copyBack(const std::string& backup) const {
 }
 
 bool Installation::rollBack() const {
-  if (!putIndexBack() || !protectedBy_ || copyBack(*protectedBy_) != Restored::All || !sync())
+  if (!isRestored(index_, putIndexBack()) || !protectedBy_ ||
+      copyBack(*protectedBy_) != Restored::All || !sync())
     return false;
   const bool hasAdded = !eachPath(
       [this](bool created, const std::string& name) { return !created || !isThere(path(name)); });

@@ -47,8 +47,8 @@ class Installation {
 
   // Names the backup in the journal if it can undo this installation: it holds a copy of
   // every file that will be replaced, and all of it is on the disk. Call it before the
-  // first file is replaced. When the name cannot be written, the installation is closed,
-  // after a line in the log.
+  // first file is replaced. When the backup cannot be synced or named, the installation is
+  // closed, after a line in the log.
   void protectBy(const std::string& backup);
   bool isProtected() const { return protectedBy_.has_value(); }
 

@@ -88,13 +88,12 @@ bool QX_BDUpdater::backUp() {
 // Without a journal nothing is changed, and the index counts as not installed.
 void QX_BDUpdater::install(const Attempt& attempt) {
   Installation installation(session, attempt.wanted);
-  const bool isOpen = installation.isOpen();
-  if (isOpen && !baseCreated) installation.protectBy(*backup);
+  if (!baseCreated) installation.protectBy(*backup);
   bool done = true;
-  for (std::size_t i = 0; i < attempt.wanted.size() && isOpen && done; ++i)
+  for (std::size_t i = 0; i < attempt.wanted.size() && installation.isOpen() && done; ++i)
     done = installFile(attempt.wanted[i]);
   done = done && installIndex(attempt, installation);
-  if (isOpen && !done) undo(installation);
+  if (!done && installation.isOpen()) undo(installation);
 }
 
 // Logs what has failed, with a prefix, and tells it to the watcher. Returns false.
@@ -145,7 +144,7 @@ void QX_BDUpdater::undo(Installation& installation) {
   }
   (void)installation.putIndexBack();
   // The next recovery would remove the files that come back now. Nothing is lost without
-  // it: there is no index, so the next run judges each file by itself.
+  // it: the next run compares the digest of each file with the index.
   if (baseCreated && fileExists(*backup)) (void)installation.close();
   if (baseCreated || !fileExists(*backup)) RevertCurrentBackup();
 }

@@ -9,7 +9,7 @@ struct DownloadFailure {
   const char* message;  // for watcher and log
 };
 
-// The first recognised line of the log decides. Where the log cannot be read the
+// The first recognised line of the log decides. Where the log cannot be opened the
 // message is null.
 DownloadFailure downloadFailure(const std::string& wgetLog, bool usesProxy);
 
