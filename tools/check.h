@@ -11,9 +11,11 @@
 enum CheckStatus { kOk = 0, kWarning = 1, kCritical = 2, kUnknown = 3 };
 
 // Prints the age of the installed index and the outcome of the last run in one line, with
-// performance data. Both limits are hours. Returns kCritical when there is no index, when
-// its age reaches `criticalAge`, or when the last run did not succeed; kWarning when its age
-// reaches `warningAge`; otherwise kOk.
+// performance data. Both limits are hours. Returns kCritical when there is no index, or when
+// its age reaches `criticalAge`. When the last run did not succeed, returns kWarning, and
+// kCritical when the last success is that old, too. Also returns kWarning when the age reaches
+// `warningAge`, when the time of the index is in the future, or when the state file cannot be
+// read. Otherwise returns kOk.
 [[nodiscard]] int checkAge(const EngineFormat& format, const Places& places, double warningAge,
                            double criticalAge);
 
@@ -26,3 +28,7 @@ enum CheckStatus { kOk = 0, kWarning = 1, kCritical = 2, kUnknown = 3 };
 // Checks what is often wrong in a setup and prints what to do. Also fetches the index from
 // every mirror. Returns kCritical when there is a problem, otherwise kOk.
 [[nodiscard]] int checkSetup(const EngineSettings& settings);
+
+// A text for the terminal: '?' stands for every byte that is not a printable ASCII character.
+// A mirror chooses names and messages, and a terminal may take other bytes for commands.
+std::string shown(std::string text);

@@ -14,12 +14,17 @@ namespace {
 // Whether an unfinished run has left an entry of this name.
 bool isLeftOver(const EngineFormat& format, const std::string& name) {
   const std::string suffix = format.suffix;
-  return name == journalName(format.index) ||
-         (!suffix.empty() && name.size() > suffix.size() &&
-          name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0);
+  return name == journalName(format.index) || (!suffix.empty() && name.size() > suffix.size() &&
+                                               name.rfind(suffix) == name.size() - suffix.size());
 }
 
 }  // namespace
+
+std::string shown(std::string text) {
+  for (char& c : text)
+    if (c < ' ' || c > '~') c = '?';
+  return text;
+}
 
 int checkFiles(const EngineFormat& format, const std::string& directory) {
   const auto files = format.read(directory + "/" + format.index);
@@ -33,7 +38,7 @@ int checkFiles(const EngineFormat& format, const std::string& directory) {
   for (const auto& [name, proof] : listed) {
     const std::string path = directory + "/" + name;
     if (format.proofOf(path) == proof) continue;
-    std::printf("%s: %s\n", fileExists(path) ? "different" : "missing", name.c_str());
+    std::printf("%s: %s\n", fileExists(path) ? "different" : "missing", shown(name).c_str());
     status = kCritical;
   }
   std::error_code error;
@@ -46,7 +51,8 @@ int checkFiles(const EngineFormat& format, const std::string& directory) {
     if ((entry->is_directory(error) && !isJournal) || name == format.index ||
         name == "Plugins/cache.000" || listed.count(name) != 0)
       continue;
-    std::printf("%s: %s\n", isLeftOver(format, name) ? "left over" : "foreign", name.c_str());
+    std::printf("%s: %s\n", isLeftOver(format, name) ? "left over" : "foreign",
+                shown(name).c_str());
     if (status == kOk) status = kWarning;
   }
   std::printf("%zu files listed, %s\n", listed.size(),

@@ -13,60 +13,47 @@
 
 namespace {
 
-constexpr double kWarningHours = 24;
-constexpr double kCriticalHours = 72;
-
 struct Options {
-  bool files = false, setup = false, index = false;
-  std::string directory;  // with files; empty means the database
-  double warning = kWarningHours, critical = kCriticalHours;
+  int question = 0;                    // the letter of a long option below; 0 asks for the age
+  std::string directory;               // with --files; empty means the database
+  double warning = 24, critical = 72;  // hours
 };
 
-void printUsage() {
-  std::puts(
-      "usage: updatenow-check [-w HOURS] [-c HOURS]\n"
-      "       updatenow-check --files [DIRECTORY]\n"
-      "       updatenow-check --setup\n"
-      "       updatenow-check --index");
-}
+constexpr char kUsage[] =
+    "usage: updatenow-check [-w HOURS] [-c HOURS]    -w 24 -c 72; -w must not be above -c\n"
+    "       updatenow-check --files [DIRECTORY] | --setup | --index | --help | --version";
 
-// Returns false when the arguments are wrong or ask for help.
+// Returns false when the arguments are wrong.
 bool parse(int argc, char** argv, Options& options) {
-  static const option kOptions[] = {{"files", no_argument, nullptr, 'f'},
-                                    {"setup", no_argument, nullptr, 's'},
-                                    {"index", no_argument, nullptr, 'i'},
-                                    {"help", no_argument, nullptr, 'h'},
-                                    {nullptr, 0, nullptr, 0}};
-  for (int option; (option = getopt_long(argc, argv, "w:c:h", kOptions, nullptr)) != -1;) {
-    char* end = nullptr;
-    double* const hours = option == 'w' ? &options.warning : &options.critical;
-    switch (option) {
-      case 'f': options.files = true; break;
-      case 's': options.setup = true; break;
-      case 'i': options.index = true; break;
-      case 'w':
-      case 'c':
-        *hours = std::strtod(optarg, &end);
-        if (end == optarg || *end != '\0' || !(*hours >= 0)) return false;
-        break;
-      default: return false;
+  static const option kOptions[] = {
+      {"files", no_argument, nullptr, 'f'},   {"setup", no_argument, nullptr, 's'},
+      {"index", no_argument, nullptr, 'i'},   {"help", no_argument, nullptr, 'h'},
+      {"version", no_argument, nullptr, 'v'}, {nullptr, 0, nullptr, 0}};
+  for (int letter; (letter = getopt_long(argc, argv, "w:c:h", kOptions, nullptr)) != -1;) {
+    if (letter == '?') return false;
+    if (letter == 'w' || letter == 'c') {
+      char* end = nullptr;
+      double& hours = letter == 'w' ? options.warning : options.critical;
+      hours = std::strtod(optarg, &end);
+      if (end == optarg || *end != '\0' || !(hours >= 0)) return false;
+    } else {
+      options.question = letter;
     }
   }
-  if (options.files && optind < argc) options.directory = argv[optind++];
-  return optind == argc;
+  if (options.question == 'f' && optind < argc) options.directory = argv[optind++];
+  return optind == argc && options.warning <= options.critical;
 }
 
 int run(const Options& options, const EngineSettings& settings) {
-  if (options.setup) return checkSetup(settings);
+  if (options.question == 's') return checkSetup(settings);
   const EngineFormat* const format = installedFormat();
   if (format == nullptr || settings.basePath == nullptr) {
-    std::puts(
-        "UPDATENOW UNKNOWN - no scanning engine or no BasesPath; try updatenow-check --setup");
+    std::puts("UPDATENOW UNKNOWN - no engine or no BasesPath; try updatenow-check --setup");
     return kUnknown;
   }
   const Places places{settings.basePath, "", "", {}};
-  if (options.index) return std::puts(places.installed(format->index).c_str()) < 0;
-  if (options.files)
+  if (options.question == 'i') return std::puts(places.installed(format->index).c_str()) < 0;
+  if (options.question == 'f')
     return checkFiles(*format, options.directory.empty() ? places.base : options.directory);
   return checkAge(*format, places, options.warning, options.critical);
 }
@@ -75,9 +62,12 @@ int run(const Options& options, const EngineSettings& settings) {
 
 int main(int argc, char** argv) {
   Options options;
-  if (!parse(argc, argv, options)) {
-    printUsage();
-    return kUnknown;
+  const bool isUsage = parse(argc, argv, options);
+  if (isUsage && options.question == 'v')
+    return std::puts("updatenow-check " UPDATENOW_VERSION) < 0;
+  if (!isUsage || options.question == 'h') {
+    std::puts(kUsage);
+    return isUsage ? kOk : kUnknown;
   }
   int status = kUnknown;
   const auto use = [&](const EngineSettings& settings) { status = run(options, settings); };
