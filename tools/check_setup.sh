@@ -49,7 +49,7 @@ open_password() {
 }
 ask wget 'GNU Wget 1.x is the one that works' other_wget
 ask 'the timer' "systemctl enable --now $timer" idle_timer
-ask 'the service' 'add it by systemctl edit quorvex-updatenow to ReadWritePaths' closed_directories
+ask 'the service' 'add it to ReadWritePaths: systemctl edit quorvex-updatenow' closed_directories
 ask 'the hooks' 'chmod +x it, or it never runs' plain_hooks
 ask 'the lock' 'remove that file; no update runs while it is there' foreign_lock
 ask 'the log' 'remove it; it must be a file and no link' no_file "$var/log/updates.log"
