@@ -1,7 +1,7 @@
 // The parts behind the published classes.
 
-#include "engines/index_name.h"
 #include "engines/change_set.h"
+#include "engines/index_name.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/server_list.h"
 #include "tests/installation.h"
@@ -16,8 +16,9 @@ const Function names("index_name", [](const Strings& c) {
 });
 
 const Function places("places", [](const Strings& c) {
-  shell("rm -f log && mkdir -p base/sub temp backup mount/x && ln -sfn base link && mkdir -p base/sub/x && "
-        "{ mountpoint -q mount || mount --bind base/sub mount; }");
+  shell(
+      "rm -f log && mkdir -p base/sub temp backup mount/x && ln -sfn base link && mkdir -p base/sub/x && "
+      "{ mountpoint -q mount || mount --bind base/sub mount; }");
   QX_AVUpdateLog log("log");
   log.Start(nullptr);
   Places p{c.at(0), c.at(1), c.at(1), {}};

@@ -119,8 +119,7 @@ class Update : public OnMachine {
     if (log != "*") {
       EXPECT_EQ(now("log"), log);
     }
-    if (now("log").find("av database at " + backup + "\n") != std::string::npos)
-      untold["backup"] = untold["bases"];
+    if (now("log").find("av database at " + backup + "\n") != std::string::npos) untold["backup"] = untold["bases"];
     if (!state.empty()) untold["bases"] = state;
   }
 
