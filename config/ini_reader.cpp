@@ -21,8 +21,7 @@ constexpr std::size_t kTabWidth = 8;
 constexpr int kControlZ = 26;
 
 void removeTrailingSpace(std::string& text) {
-  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) != 0)
-    text.pop_back();
+  text.resize(text.find_last_not_of(" \t\n\v\f\r") + 1);  // an empty text when nothing is found
 }
 
 std::string_view skipBlanks(std::string_view text) {
@@ -36,19 +35,15 @@ bool readLine(std::FILE* file, std::size_t room, std::string& line) {
   line.clear();
   int c = std::fgetc(file);
   if (c == EOF) return false;
-  while (c != EOF && c != '\n' && c != kControlZ) {
-    if (c == '\t') {
-      const std::size_t column = (line.size() / kTabWidth + 1) * kTabWidth;
-      line.resize(column < room ? column : room, ' ');
-    } else if (c != '\r') {
+  for (; c != EOF && c != '\n' && c != kControlZ; c = std::fgetc(file)) {
+    if (c == '\t')
+      line.resize(std::min((line.size() / kTabWidth + 1) * kTabWidth, room), ' ');
+    else if (c != '\r')
       line.push_back(static_cast<char>(c));
-    }
     if (line.size() >= room) break;
-    c = std::fgetc(file);
   }
   // Symbols hold texts without NUL, so the line ends at its first NUL.
-  const std::size_t nul = line.find('\0');
-  if (nul != std::string::npos) line.resize(nul);
+  line.resize(std::min(line.find('\0'), line.size()));
   removeTrailingSpace(line);
   return true;
 }
@@ -64,16 +59,14 @@ void joinContinuations(std::FILE* file, std::string& line) {
   }
 }
 
-// Returns the position of the quote that closes a value, or npos. A backslash makes the
-// character behind it an ordinary one.
-std::size_t closingQuote(std::string_view quoted) {
-  for (std::size_t i = 1; i < quoted.size(); ++i) {
-    if (quoted[i] == '\\')
-      ++i;
-    else if (quoted[i] == '"')
-      return i;
+// Returns the length of a quoted value with its closing quote. Without that quote the value
+// is the whole text. A backslash makes the character behind it an ordinary one.
+std::size_t quotedLength(std::string_view text) {
+  for (std::size_t i = 1; i < text.size(); ++i) {
+    if (text[i] == '"') return i + 1;
+    if (text[i] == '\\') ++i;
   }
-  return std::string_view::npos;
+  return text.size();
 }
 
 // Returns the value of a key line, with its quotes. Reads on in the file when the value
@@ -83,11 +76,9 @@ std::string valueOf(std::FILE* file, std::string& line, std::size_t equals) {
   if (!value.empty() && value.front() == '"') {
     joinContinuations(file, line);
     value = skipBlanks(std::string_view(line).substr(equals + 1));
-    const std::size_t end = closingQuote(value);
-    if (end != std::string::npos) value.resize(end + 1);
+    value.resize(quotedLength(value));
   } else {
-    const std::size_t remark = value.find_first_of(";#");
-    if (remark != std::string::npos) value.resize(remark);
+    value.resize(std::min(value.find_first_of(";#"), value.size()));
   }
   removeTrailingSpace(value);
   return value;
@@ -111,16 +102,14 @@ std::string_view environmentValue(std::string_view name) {
 
 std::string withEnvironment(std::string_view value) {
   std::string result;
-  while (!value.empty()) {
+  for (;;) {
     const std::size_t start = value.find("$(");
-    const std::size_t end = start == std::string_view::npos ? start : value.find(')', start + 2);
-    if (end == std::string_view::npos) break;
+    const std::size_t end = value.find(')', start);  // npos when there is no start
+    if (end == std::string_view::npos) return result.append(value);
     result += value.substr(0, start);
     result += environmentValue(value.substr(start + 2, end - start - 2));
     value.remove_prefix(end + 1);
   }
-  result += value;
-  return result;
 }
 
 // Resolves the escapes of a value that begins with a quote, and removes its first and its
@@ -128,13 +117,13 @@ std::string withEnvironment(std::string_view value) {
 std::string withoutQuotes(std::string_view value) {
   if (value.empty() || value.front() != '"') return std::string(value);
   std::string plain;
-  for (std::size_t i = 0; i < value.size(); ++i) {
+  for (std::size_t i = 1; i < value.size(); ++i) {
     const bool isEscaped = value[i] == '\\' && i + 1 < value.size();
     if (isEscaped) ++i;
     plain.push_back(isEscaped && value[i] == 'n' ? '\n' : value[i]);
   }
-  plain.pop_back();
-  return plain.empty() ? plain : plain.substr(1);
+  if (!plain.empty()) plain.pop_back();
+  return plain;
 }
 
 // Returns the path at which the file is found, or an empty string. The header describes

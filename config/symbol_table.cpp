@@ -1,25 +1,23 @@
 #include "config/symbol_table.h"
 
 #include <algorithm>
-#include <cctype>
 #include <new>
+#include <numeric>
 #include <string_view>
 #include <vector>
 
 namespace {
 
+constexpr char kSpace[] = " \t\n\v\f\r";  // all white space
+
 // Returns the low eight bits of the sum of all bytes.
 std::uint8_t hashOf(std::string_view name) {
-  std::uint8_t sum = 0;
-  for (const char c : name) sum = static_cast<std::uint8_t>(sum + static_cast<unsigned char>(c));
-  return sum;
+  return static_cast<std::uint8_t>(std::accumulate(name.begin(), name.end(), 0U));
 }
 
 std::string withoutOuterSpace(std::string_view text) {
-  const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
-  while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
-  return std::string(text);
+  text = text.substr(0, text.find_last_not_of(kSpace) + 1);
+  return std::string(text.substr(std::min(text.find_first_not_of(kSpace), text.size())));
 }
 
 // Puts a symbol at the head of the list.

@@ -41,10 +41,7 @@ SymbolTable* sym_create_table_(const char* file, int line);
 // Ignores a null table.
 void sym_delete_table(SymbolTable* table);
 
-struct DeleteTable {
-  void operator()(SymbolTable* table) const { sym_delete_table(table); }
-};
-using OwnedTable = std::unique_ptr<SymbolTable, DeleteTable>;
+using OwnedTable = std::unique_ptr<SymbolTable>;
 
 // Returns the symbol with exactly this name, or null.
 Symbol* sym_lookup_symbol(const SymbolTable* table, const char* name);
