@@ -6,12 +6,6 @@
 #include "engines/index_name.h"
 #include "engines/journal.h"
 
-Attempt::Attempt(Session& attemptSession, const char* url)
-    : session(attemptSession),
-      server(url),
-      downloadedIndex(session.places.downloaded(session.format->index)),
-      installedIndex(session.places.installed(session.format->index)) {}
-
 int Attempt::begin(const Transfer& index) {
   if (!session.tell(ProgressDownloadStarted, server)) return kCancelled;
   if (Installation::recover(session) != kDone) return kFailed;

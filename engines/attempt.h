@@ -16,7 +16,7 @@
 class Attempt {
  public:
   // The session and the URL outlive the attempt.
-  Attempt(Session& attemptSession, const char* url);
+  Attempt(Session& attemptSession, const char* url) : session(attemptSession), server(url) {}
 
   // Sends ProgressDownloadStarted, recovers the database (see journal.h) and fetches the
   // server's index. Returns kDone, kFailed, or kCancelled, also when the watcher asks to
@@ -35,8 +35,8 @@ class Attempt {
 
   Session& session;
   const char* const server;
-  const std::string downloadedIndex;
-  const std::string installedIndex;
+  const std::string downloadedIndex = session.places.downloaded(session.format->index);
+  const std::string installedIndex = session.places.installed(session.format->index);
   std::vector<Wanted> wanted;
 
  private:

@@ -61,7 +61,6 @@ FetchEnd fetchAll(Session& session, const std::vector<Wanted>& wanted,
     end = {result, &file};
     break;
   }
-  session.totalBytes = 0;
-  session.doneBytes = 0;
+  session.totalBytes = session.doneBytes = 0;
   return end;
 }

@@ -18,8 +18,7 @@ std::int32_t listedSize(const std::string& text);
 // Judges the names that one downloaded index lists. It looks up each directory once.
 class NameJudge {
  public:
-  explicit NameJudge(const Session& session)
-      : session_(session), guarded_(guardedPlaces(session.places)) {}
+  explicit NameJudge(const Session& session) : session_(session) {}
 
   // Whether a name must not be fetched: it is empty, it would lead out of the database, it
   // stands for the index or its journal, or it would be fetched into the database, its
@@ -30,7 +29,7 @@ class NameJudge {
   bool reachesGuarded(const std::string& name);
 
   const Session& session_;
-  const std::vector<std::string> guarded_;
+  const std::vector<std::string> guarded_ = guardedPlaces(session_.places);
   std::set<std::string> known_;  // folders that reach no guarded place
 };
 

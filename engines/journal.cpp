@@ -9,7 +9,6 @@
 #include <set>
 
 #include "engines/backup.h"
-#include "engines/index_name.h"
 #include "engines/text_lines.h"
 #include "system/file_commands.h"
 
@@ -35,14 +34,6 @@ bool isConfiguredBackup(const Session& session, const std::string& path) {
 }
 
 }  // namespace
-
-Installation::Installation(const Session& session)
-    : session_(session),
-      base_(session.places.base),
-      index_(session.format->index),
-      installed_(session.places.installed(index_)),
-      downloaded_(session.places.downloaded(index_)),
-      folder_(session.places.installed(journalName(index_))) {}
 
 Installation::Installation(const Session& session, const std::vector<Wanted>& wanted)
     : Installation(session) {

@@ -16,6 +16,7 @@
 // database is one version again and is on the disk. A folder without it says nothing.
 #pragma once
 
+#include "engines/index_name.h"
 #include "engines/session.h"
 
 class Installation {
@@ -77,7 +78,7 @@ class Installation {
   enum class Restored { All, InPart, Not };  // InPart: files without a copy stayed
   using UsePath = std::function<bool(bool created, const std::string& name)>;
 
-  explicit Installation(const Session& session);
+  explicit Installation(const Session& session) : session_(session) {}
   std::string part(const char* name) const { return folder_ + "/" + name; }
   std::string path(const std::string& name) const { return session_.places.installed(name); }
 
@@ -95,11 +96,11 @@ class Installation {
   bool sync() const;
 
   const Session& session_;
-  const std::string base_;
-  const std::string index_;
-  const std::string installed_;   // path of the installed index
-  const std::string downloaded_;  // path of the one that comes
-  const std::string folder_;
+  const std::string base_ = session_.places.base;
+  const std::string index_ = session_.format->index;
+  const std::string installed_ = session_.places.installed(index_);  // path of the installed index
+  const std::string downloaded_ = session_.places.downloaded(index_);  // path of the one that comes
+  const std::string folder_ = session_.places.installed(journalName(index_));
   std::optional<std::string> protectedBy_;
   bool isOpen_ = false;
   bool isComplete_ = false;
