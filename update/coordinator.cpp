@@ -42,7 +42,7 @@ int runBd(const EngineSettings& settings, UpdateProgressCallback callback, void*
 }
 
 // A row for each engine: its format, its log line for the case that memory runs out, and the
-// function that runs it. QX_GetSystemType() takes the first row whose number is not above
+// function that runs it. installedFormat() takes the first row whose number is not above
 // that of the version file, so higher numbers come first.
 struct Engine {
   const EngineFormat* format;
@@ -59,36 +59,22 @@ static_assert(kKavFormat.type == QX_AVUpdate::QX_KAVSystem);
 
 }  // namespace
 
-QX_AVUpdate::QX_AVUpdate() : systemType(static_cast<std::uint8_t>(QX_GetSystemType())) {}
-
-QX_AVUpdate::QX_AVUpdate(const char* basePath, const char* tempPath, const char* backupPath,
-                         std::uint8_t useProxy, const char* proxyServer, std::uint32_t proxyPort,
-                         std::uint8_t proxyAuth, const char* proxyUser, const char* proxyPassword,
-                         std::uint8_t useHttps, std::uint8_t timeout, std::uint8_t retries,
-                         const char* serverList)
-    : QX_AVUpdate() {
-  SetValues(basePath, tempPath, backupPath, useProxy, proxyServer, proxyPort, proxyAuth, proxyUser,
-            proxyPassword, useHttps, timeout, retries, serverList);
-}
-
 QX_AVUpdate::~QX_AVUpdate() {
   if (locked) UnLockUpdate();
 }
 
-int QX_AVUpdate::QX_GetSystemType() {
+const EngineFormat* installedFormat() {
   const File file = isReadable(kVersionFile) ? openFile(kVersionFile) : nullptr;
   char line[63];
   while (file != nullptr && std::fgets(line, sizeof line, file.get()) != nullptr)
     for (const Engine& engine : kEngines)
-      if (std::atoi(line) >= engine.format->number) return engine.format->type;
-  return QX_UNWSystem;
+      if (std::atoi(line) >= engine.format->number) return engine.format;
+  return nullptr;
 }
 
-const EngineFormat* installedFormat() {
-  const int type = QX_AVUpdate::QX_GetSystemType();
-  for (const Engine& engine : kEngines)
-    if (engine.format->type == type) return engine.format;
-  return nullptr;
+int QX_AVUpdate::QX_GetSystemType() {
+  const EngineFormat* const format = installedFormat();
+  return format != nullptr ? format->type : QX_UNWSystem;
 }
 
 void QX_AVUpdate::SetValues(const char* basePath, const char* tempPath, const char* backupPath,

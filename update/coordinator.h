@@ -23,7 +23,7 @@ class QX_AVUpdate {
   static constexpr std::uint8_t QX_BDESystem = 2;  // BitDefender-format bases
 
   // Reads the version file of the installation. The object has no settings and no lock yet.
-  QX_AVUpdate();
+  QX_AVUpdate() : systemType(static_cast<std::uint8_t>(QX_GetSystemType())) {}
 
   // Reads the version file and calls SetValues with these values. Raises what SetValues
   // raises.
@@ -31,7 +31,11 @@ class QX_AVUpdate {
               std::uint8_t useProxy, const char* proxyServer, std::uint32_t proxyPort,
               std::uint8_t proxyAuth, const char* proxyUser, const char* proxyPassword,
               std::uint8_t useHttps, std::uint8_t timeout, std::uint8_t retries,
-              const char* serverList);
+              const char* serverList)
+      : QX_AVUpdate() {
+    SetValues(basePath, tempPath, backupPath, useProxy, proxyServer, proxyPort, proxyAuth,
+              proxyUser, proxyPassword, useHttps, timeout, retries, serverList);
+  }
 
   // Releases a lock that is still held.
   ~QX_AVUpdate();
