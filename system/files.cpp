@@ -92,12 +92,6 @@ Comparison compared(const std::string& a, const std::string& b) {
   return isSame ? Comparison::Same : Comparison::Different;
 }
 
-bool hasSameContents(const std::string& a, const std::string& b) {
-  return compared(a, b) == Comparison::Same;
-}
-
-bool canBeRead(const std::string& path) { return hasSameContents(path, path); }
-
 bool isSameEntry(const std::string& a, const std::string& b) {
   const fs::file_type type = typeOf(a);
   if (type != typeOf(b) || type == fs::file_type::not_found || type == fs::file_type::none)

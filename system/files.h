@@ -38,10 +38,12 @@ enum class Comparison { Same, Different, Unreadable };
 [[nodiscard]] Comparison compared(const std::string& a, const std::string& b);
 
 // Whether two files can be read and have the same bytes.
-[[nodiscard]] bool hasSameContents(const std::string& a, const std::string& b);
+[[nodiscard]] inline bool hasSameContents(const std::string& a, const std::string& b) {
+  return compared(a, b) == Comparison::Same;
+}
 
 // Whether a file can be read to its end.
-[[nodiscard]] bool canBeRead(const std::string& path);
+[[nodiscard]] inline bool canBeRead(const std::string& path) { return hasSameContents(path, path); }
 
 // Whether two entries are the same: two files with the same bytes, two links to the same
 // target, or two entries of the same other kind.

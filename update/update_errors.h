@@ -17,7 +17,8 @@ class QX_AVUpdateExceptions {
   static constexpr int ExceptionUpdateServer = 9;
 
   // Every code outside 1 to 9 becomes 0 with the message "none".
-  explicit QX_AVUpdateExceptions(int code);
+  explicit QX_AVUpdateExceptions(int code)
+      : code_(code >= 1 && code <= ExceptionUpdateServer ? code : 0) {}
 
   int type() const { return code_; }
 

@@ -2,8 +2,6 @@
 
 constexpr std::size_t kTextLimit = 1023;  // bytes, with the terminator
 
-QX_AVUpdateLog::QX_AVUpdateLog(const char* name) : name_(copyString(name)) {}
-
 int QX_AVUpdateLog::Start(const char* name) {
   if (isOpen()) return 0;
   if (name != nullptr) name_ = copyString(name);
@@ -30,10 +28,6 @@ int QX_AVUpdateLog::LogList(const char* format, std::va_list arguments) {
   std::fflush(stream_.get());
   return length;
 }
-
-void QX_AVUpdateLog::Stop() { stream_.reset(); }
-
-int CoverLog() { return 0; }
 
 int writeLog(QX_AVUpdateLog* log, const char* format, ...) {
   if (log == nullptr || !log->isOpen()) return CoverLog();

@@ -14,7 +14,7 @@
 class QX_AVUpdateLog {
  public:
   // Keeps a copy of the file name, which may be null. Opens nothing yet.
-  explicit QX_AVUpdateLog(const char* name);
+  explicit QX_AVUpdateLog(const char* name) : name_(copyString(name)) {}
 
   // Opens the file `name` for appending and keeps a copy of the name. For a null name, opens
   // the file whose name is kept already. Does nothing when the log is open. Returns 0 when
@@ -31,7 +31,7 @@ class QX_AVUpdateLog {
   int LogList(const char* format, std::va_list arguments) __attribute__((format(printf, 2, 0)));
 
   // Closes the file if it is open.
-  void Stop();
+  void Stop() { stream_.reset(); }
 
   bool isOpen() const { return stream_ != nullptr; }
 
@@ -41,7 +41,7 @@ class QX_AVUpdateLog {
 };
 
 // Takes the place of a log write when there is no log. Does nothing and returns 0.
-int CoverLog();
+inline int CoverLog() { return 0; }
 
 // Like Log(), for a log that may be null or not open. It calls CoverLog() then: the engines
 // work without a log, too.

@@ -43,10 +43,6 @@ int QX_BDUpdater::setValues(const EngineSettings& settings) {
   }
 }
 
-int QX_BDUpdater::setCallback(UpdateProgressCallback callback, void* data) {
-  return session.watch(callback, data);
-}
-
 void QX_BDUpdater::DeallocMemory() {
   session = Session(kBdFormat);
   wgetErrorFile.clear();

@@ -65,7 +65,9 @@ class QX_BDUpdater {
   int setValues(const EngineSettings& settings);
 
   // Returns 0, or -1 for a null callback, which changes nothing.
-  int setCallback(UpdateProgressCallback callback, void* data);
+  int setCallback(UpdateProgressCallback callback, void* data) {
+    return session.watch(callback, data);
+  }
 
   // Releases the configuration and takes the proxy out of the environment.
   void DeallocMemory();

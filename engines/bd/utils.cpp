@@ -6,10 +6,8 @@
 #include <openssl/md5.h>
 
 #include <cstring>
-#include <utility>
 
 #include "engines/result.h"
-#include "engines/text_lines.h"
 
 std::optional<std::string> md5Of(const std::string& file) {
   // A larger buffer behind the small chunks saves a tenth of the time. It is declared before
@@ -38,9 +36,3 @@ int QX_UTILS::md5sum(const char* file, char* out) {
   std::memcpy(out, digest->c_str(), kDigestBytes);
   return kDone;
 }
-
-std::string QX_UTILS::strtrim(std::string text) {
-  return withoutLeadingBlanks(withoutTrailing(' ', std::move(text)));
-}
-
-std::string QX_UTILS::strchop(std::string text) { return withoutLineEnd(std::move(text)); }

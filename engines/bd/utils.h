@@ -1,9 +1,10 @@
 // File digests and cleaned lines for the BitDefender-format updater.
 #pragma once
 
-#include <cstddef>
 #include <optional>
-#include <string>
+#include <utility>
+
+#include "engines/text_lines.h"
 
 // The MD5 digest of a file as 32 lower-case hexadecimal digits; nothing when the file
 // cannot be opened or read.
@@ -19,9 +20,11 @@ class QX_UTILS {
 
   // The text without leading and trailing blanks (the space character alone); a
   // text of blanks alone as it is.
-  static std::string strtrim(std::string text);
+  static std::string strtrim(std::string text) {
+    return withoutLeadingBlanks(withoutTrailing(' ', std::move(text)));
+  }
 
   // The text without its trailing line feeds and then its trailing carriage
   // returns; a text of one of these alone as it is.
-  static std::string strchop(std::string text);
+  static std::string strchop(std::string text) { return withoutLineEnd(std::move(text)); }
 };

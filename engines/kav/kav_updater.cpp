@@ -44,12 +44,6 @@ int QX_KAVUpdater::setValues(const EngineSettings& settings) {
   }
 }
 
-int QX_KAVUpdater::SetCallback(UpdateProgressCallback callback, void* data) {
-  return session.watch(callback, data);
-}
-
-void QX_KAVUpdater::Dealloc() { session = Session(kKavFormat); }
-
 int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32_t size,
                                 unsigned char notify) {
   if (file == nullptr) return kDone;
@@ -84,8 +78,6 @@ int QX_KAVUpdater::getFname(const char* entry, char* name) {
 int QX_KAVUpdater::getSign(const char* entry, char* sign) {
   return copyOut(entrySignature(entry), sign);
 }
-
-std::int32_t QX_KAVUpdater::getSize(const char* entry) { return entrySize(entry); }
 
 int QX_KAVUpdater::getFileSig(const char* path, char* sig) {
   return copyOut(signatureLine(path), sig);

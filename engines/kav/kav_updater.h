@@ -48,10 +48,12 @@ class QX_KAVUpdater {
   int setValues(const EngineSettings& settings);
 
   // Returns 0, or -1 for a null callback, which changes nothing.
-  int SetCallback(UpdateProgressCallback callback, void* data);
+  int SetCallback(UpdateProgressCallback callback, void* data) {
+    return session.watch(callback, data);
+  }
 
   // Releases the configuration and takes the proxy out of the environment.
-  void Dealloc();
+  void Dealloc() { session = Session(kKavFormat); }
 
   // Makes the temp directory, then does what updateIT() does. Without settings it
   // tries no server, and so returns -1.
@@ -86,7 +88,7 @@ class QX_KAVUpdater {
   // missing or does not fit; the size is in bytes, -1 when missing.
   static int getFname(const char* entry, char* name);
   static int getSign(const char* entry, char* sign);
-  static std::int32_t getSize(const char* entry);
+  static std::int32_t getSize(const char* entry) { return entrySize(entry); }
 
   // Reads the signature line at the end of a file into a buffer of
   // kSignatureLineBytes: what stands 60 bytes before the end, up to the line's
