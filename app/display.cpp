@@ -12,12 +12,6 @@ namespace {
 
 constexpr std::uint32_t kBarColumns = kBarBytes - 1;
 
-// Returns the percentage that the bar shows. It is 100 for a total of 0, when nothing had to
-// be done. It is above 100 when more bytes came than the index lists.
-std::int32_t percentDone(std::int64_t total, std::int64_t done) {
-  return total == 0 ? 100 : static_cast<std::int32_t>(done * 100 / total);
-}
-
 // Lengthens the bar in the buffer to `percent` * 3 / 4 columns, 75 at most. The bar never
 // shrinks. A negative number of columns fills the bar (-3 / 4 is 0, not negative).
 void lengthenBar(char* bar, std::int32_t percent) {
@@ -63,7 +57,9 @@ int DisplayUpdate(int event, const char* text, std::int64_t total, std::int64_t 
       if (bar == nullptr) {
         std::putchar('.');
       } else {
-        const std::int32_t percent = percentDone(total, done);
+        // A total of 0 means that nothing had to be done. The percentage is above 100 when
+        // more bytes came than the index lists.
+        const auto percent = static_cast<std::int32_t>(total == 0 ? 100 : done * 100 / total);
         lengthenBar(bar, percent);
         std::printf("\r[%-75s](%dKB/%dKB) %d%%", bar, static_cast<int>(done / 1024),
                     static_cast<int>(total / 1024), percent);

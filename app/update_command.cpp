@@ -13,9 +13,9 @@
 
 namespace {
 
-// Returns null when the file does not exist or memory runs out.
+// Returns null when the name is null, the file does not exist or memory runs out.
 OwnedTable load(const char* file) {
-  return OwnedTable(fileExists(file) ? ini_dyn_load(nullptr, file) : nullptr);
+  return OwnedTable(file != nullptr && fileExists(file) ? ini_dyn_load(nullptr, file) : nullptr);
 }
 
 // Returns the value, which the table owns, or null when it is absent or empty.
@@ -38,11 +38,9 @@ std::uint8_t byte(const OwnedTable& table, const char* name) {
 
 int withConfiguration(const char* updateConfig, const char* mainConfig,
                       const std::function<void(const EngineSettings&)>& use) {
-  if (updateConfig == nullptr || mainConfig == nullptr) return kFailed;
   const OwnedTable paths = load(mainConfig);
-  if (paths == nullptr) return kFailed;
   const OwnedTable update = load(updateConfig);
-  if (update == nullptr) return kFailed;
+  if (paths == nullptr || update == nullptr) return kFailed;
 
   EngineSettings settings{};
   settings.basePath = filledText(paths, "path:BasesPath");

@@ -18,9 +18,8 @@ constexpr int kMaxReadFailures = 1000;  // in a row; then drain() gives up
 
 // Sets the environment that the header describes, before the first command.
 void prepareEnvironment() {
-  static const bool prepared =
+  [[maybe_unused]] static const bool prepared =
       setenv("LC_ALL", "C", 1) == 0 && unsetenv("POSIXLY_CORRECT") == 0 && unsetenv("GZIP") == 0;
-  (void)prepared;
 }
 
 // Discards a command's output until the command closes it or DownCancelled is set. A failed

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr char kUnknownOwner[] = "Unknown Process";
-
 // Two programs that start together must not both find the lock free. So this guard locks
 // the directory of the lock file, from the look at the lock file until ours is written. If
 // the directory cannot be locked, the guard does nothing.
@@ -43,8 +41,7 @@ bool writeLockFile(const char* owner) {
   File file = openFile(kLockFile, "w");
   if (file == nullptr) return false;
   const bool written = std::fprintf(file.get(), "%s:%d", owner, getpid()) > 0;
-  const bool closed = std::fclose(file.release()) == 0;
-  if (written && closed) return true;
+  if (std::fclose(file.release()) == 0 && written) return true;
   // The disk may be full. A lock file without our process number would keep nobody out.
   unlink(kLockFile);
   return false;
@@ -54,7 +51,7 @@ bool writeLockFile(const char* owner) {
 
 int QX_AVUpdate::LockUpdate(const char* name) {
   if (locked) throw QX_AVUpdateExceptions(QX_AVUpdateExceptions::ExceptionAlreadyLocked);
-  const char* const owner = name != nullptr ? name : kUnknownOwner;
+  const char* const owner = name != nullptr ? name : "Unknown Process";
   try {
     log = std::make_unique<QX_AVUpdateLog>(kUpdateLog);
     log->Start(nullptr);
@@ -84,14 +81,13 @@ bool QX_AVUpdate::isRunning() {
   // The line is "OWNER:PID", split at the last colon. A line without a colon counts as both.
   const std::string text(line, std::strcspn(line, "\n"));
   const std::size_t colon = text.rfind(':');
-  const std::string owner = text.substr(0, colon);
   const char* const number = text.c_str() + (colon + 1);
   const char* const end = text.c_str() + text.size();
   int pid = 0;
-  const bool isNumber = std::from_chars(number, end, pid).ptr == end;
   // For a number below 1, kill() would ask about a group of processes.
-  if (isNumber && pid >= 1 && kill(pid, 0) == 0) {
-    if (log != nullptr) log->Log("Update is already in progress by %s\n", owner.c_str());
+  if (std::from_chars(number, end, pid).ptr == end && pid >= 1 && kill(pid, 0) == 0) {
+    if (log != nullptr)
+      log->Log("Update is already in progress by %s\n", text.substr(0, colon).c_str());
     return true;
   }
   unlink(kLockFile);
