@@ -76,6 +76,12 @@ class Update : public OnMachine {
     if (name == "with") return before = text, void();
     if (name == "command") return command(text, rest, last);
     if (name == "run") return run(text, rest, last);
+    if (name == "killed") {
+      run(text, rest, last);
+      for (const auto& [what, is] : Words{{"status", "-9"}, {"temp", "*"}, {"lock", "updatenow:PID"}})
+        untold[what] = is;
+      return;
+    }
     if (name == "updates") return updates(text, rest);
     FAIL() << "no such step";
   }
