@@ -76,6 +76,12 @@ class Update : public OnMachine {
     if (name == "with") return before = text, void();
     if (name == "command") return command(text, rest, last);
     if (name == "run") return run(text, rest, last);
+    if (name == "away") {
+      configure("ServerList=127.0.0.1:1");
+      run(expand("{away}", words), expand("{begun}", words) + text + expand("{toldaway}", words), rest);
+      untold["temp"] = "*";
+      return;
+    }
     if (name == "killed") {
       run(text, rest, last);
       for (const auto& [what, is] : Words{{"status", "-9"}, {"temp", "*"}, {"lock", "updatenow:PID"}})
