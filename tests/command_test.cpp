@@ -28,8 +28,8 @@ const Function display("display", [](const Strings& c) {
   static char bar[kBarBytes] = {};
   testing::internal::CaptureStdout();
   if (c.at(0) == "interrupted") update_exit(15);
-  const int answer =
-      DisplayUpdate(std::stoi(c.at(1)), "f", std::stol(c.at(2)), std::stol(c.at(3)), c.at(0) == "dots" ? nullptr : bar);
+  const int answer = DisplayUpdate(std::stoi(c.at(1)), "f", std::stol(c.at(2)), std::stol(c.at(3)),
+                                   c.at(0) == "dots" ? nullptr : bar);
   TermExitScan = false;
   DownCancelled = false;
   return std::to_string(answer) + testing::internal::GetCapturedStdout();
@@ -40,6 +40,17 @@ const Function version("version", [](const Strings& c) {
   if (c.at(0).empty()) shell("rm /opt/Quorvex/etc/qxav-ver");
   return std::to_string(QX_AVUpdate::QX_GetSystemType());
 });
+
+std::string errorOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const QX_AVUpdateExceptions& error) {
+    return error.detail();
+  } catch (const char* message) {
+    return message;
+  }
+  return "";
+}
 
 // What is logged of a lock file, and whose it is then. LIVE and ME are processes.
 const Function lock("lock", [](const Strings& c) {
@@ -58,13 +69,15 @@ const Function lock("lock", [](const Strings& c) {
 const Function settings("settings", [](const Strings& c) {
   install(c.at(0));
   configure("ServerList=m\n" + c.at(1));
-  standIn("wget", "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");
-  const std::string shown = outcomeOf("export GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de; exec " + updatenow).output;
+  standIn("wget",
+          "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");
+  const std::string shown =
+      outcomeOf("export GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de; exec " + updatenow).output;
   const std::string calls = readFile("calls"), log = readFile(logFile);
   return calls.empty() ? shown + log.substr(log.find('\n')) : calls;
 });
 
-class Command : public OnMachine {};
+using Command = OnMachine;
 
 TEST_F(Command, FindsConfigurationsOnPath) {
   setenv("TZ", "UTC", 1);
@@ -77,7 +90,8 @@ TEST_F(Command, FindsConfigurationsOnPath) {
   setenv("PATH", "/usr/local/bin:/usr/bin:/bin", 1);
   EXPECT_EQ(ini_dyn_load(table, "no/such.conf"), table);
   std::string symbols;
-  for (const Symbol* s = table->symbols; s != nullptr; s = s->next) symbols += s->name + "=" + s->value + " ";
+  for (const Symbol* s = table->symbols; s != nullptr; s = s->next)
+    symbols += s->name + "=" + s->value + " ";
   EXPECT_EQ(symbols, "a= b= b:y=2 b:z=1 filedate=20010203 filename=dated.conf filetime=4050600 ");
   sym_delete_table(table);
 }
@@ -100,9 +114,11 @@ TEST_F(Command, LogAppendsCutsAndRefuses) {
 TEST_F(Command, RunsOnlyWithSettingsAndLock) {
   QX_AVUpdate updater;
   EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), "Invalid AV database path");
-  EXPECT_EQ(errorOf([] { throw QX_AVUpdateExceptions(8); }), "Invalid proxy server authrasiation parameters");
+  EXPECT_EQ(errorOf([] { throw QX_AVUpdateExceptions(8); }),
+            "Invalid proxy server authrasiation parameters");
   updater.SetValues("/b", "/t", nullptr, 0, nullptr, 0, 0, nullptr, nullptr, 0, 5, 2, "ftp://x");
-  EXPECT_EQ(errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
+  EXPECT_EQ(
+      errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
       "Invalid AV database path");
   EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), "Update lock not acquired");
   EXPECT_EQ(errorOf([&] { updater.UnLockUpdate(); }), "Update lock not acquired");
@@ -112,7 +128,9 @@ TEST_F(Command, RunsOnlyWithSettingsAndLock) {
   EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }), "Update operation already locked");
   EXPECT_EQ(updater.UnLockUpdate(), 0);
   EXPECT_EQ(access(lockFile.c_str(), F_OK), -1);
-  EXPECT_EQ(getValues(nullptr, mainConfig.c_str(), &updater) + UpdateVirus(nullptr) + UpdateVirus(&updater), -3);
+  EXPECT_EQ(getValues(nullptr, mainConfig.c_str(), &updater) + UpdateVirus(nullptr) +
+                UpdateVirus(&updater),
+            -3);
 }
 
 }  // namespace

@@ -1,61 +1,57 @@
-// The operations of both updaters, one by one.
+// The operations of both updaters, and the parts behind them, one by one.
 
 #include "app/interrupt.h"
 #include "engines/bd/bd_updater.h"
-#include "engines/bd/utils.h"
+#include "engines/index_name.h"
 #include "engines/kav/kav_updater.h"
+#include "engines/server_list.h"
 #include "tests/installation.h"
 
 namespace {
 
 template <class Updater>
-int set(Updater& updater, QX_AVUpdateLog* log, const char* server = "m", const char* proxy = nullptr) {
-  return updater.setValues(log, bases.c_str(), temp.c_str(), "", proxy != nullptr ? 1 : 0, 0, proxy, 8080, nullptr,
-      nullptr, 30, 0, 3, server);
+int set(Updater& updater, QX_AVUpdateLog* log, const char* server = "m",
+        const char* proxy = nullptr) {
+  const unsigned char useProxy = proxy != nullptr ? 1 : 0;
+  return updater.setValues(log, bases.c_str(), temp.c_str(), "", useProxy, 0, proxy, 8080, nullptr,
+                           nullptr, 30, 0, 3, server);
 }
 
-// An updater and what it logs.
-template <class Updater>
-struct Engine {
-  Engine() {
+// Both updaters, and what they log.
+struct Updaters {
+  Updaters() {
     remove("log");
     log.Start(nullptr);
-    set(updater, &log);
+    set(kav, &log);
+    set(bd, &log);
   }
-  ~Engine() { DownCancelled = false; }
   QX_AVUpdateLog log{"log"};
-  Updater updater;
+  QX_KAVUpdater kav;
+  QX_BDUpdater bd;
 };
 
-// Cells: the indexes that are installed and downloaded, the files that are there.
-const char* lay(const std::string& format, const Strings& c) {
-  DownCancelled = c.at(0).find("cancelled") != std::string::npos;
-  writeTree(bases, filesOf(format, c.at(2)));
-  writeFile("old", indexOf(format, wordsOf(c.at(0), ";")));
-  writeFile("new", indexOf(format, wordsOf(c.at(1), ";")));
-  return c.at(0).empty() ? nullptr : "old";
-}
-
-// A file that can be opened and not be read, or one of these contents.
-void layIndex(const std::string& contents) {
-  if (contents == "unreadable")
-    shell("ln -sfn /proc/self/mem index");
-  else if (contents != "none")
-    shell("rm -f index"), writeFile("index", contents);
-}
-
-const Function klbIndex("klb_index", [](const Strings& c) {
-  layIndex(c.at(0));
-  Strings list{"old"};
-  const int count = QX_KAVUpdater::GetDownloadList("index", list);
-  return std::to_string(count - static_cast<int>(list.size())) + ";" + joined(list, ";");
+// What is read from an index: an index of these contents, or a file that cannot be read.
+const Function index("index", [](const Strings& c) {
+  const bool isBd = c.at(0) == "bd", isBroken = c.at(1) == "unreadable";
+  if (c.at(1) != "none" && !isBroken) writeFile("index", c.at(1));
+  const char* const path = isBroken ? "/proc/self/mem" : "index";
+  Strings entries{"old"};
+  std::vector<__QX_AvEntry> list(1);
+  const int count = isBd ? QX_BDUpdater::GetDownloadList(path, list)
+                         : QX_KAVUpdater::GetDownloadList(path, entries);
+  remove("index");
+  if (isBd) entries.clear();
+  for (const __QX_AvEntry& e : list)
+    if (isBd) entries.push_back(e.fileName + " " + e.md5 + " " + std::to_string(e.size));
+  return std::to_string(count - static_cast<int>(entries.size())) + ";" + joined(entries, ";");
 });
 
 const Function klbEntry("klb_entry", [](const Strings& c) {
   char name[QX_KAVUpdater::kFieldBytes] = "-", sign[QX_KAVUpdater::kFieldBytes] = "-";
   const char* const entry = c.at(0).c_str();
   const int results = QX_KAVUpdater::getFname(entry, name) + QX_KAVUpdater::getSign(entry, sign);
-  return joined({std::to_string(results), name, sign, std::to_string(QX_KAVUpdater::getSize(entry))}, ";");
+  const std::string size = std::to_string(QX_KAVUpdater::getSize(entry));
+  return joined({std::to_string(results), name, sign, size}, ";");
 });
 
 const Function signature("signature", [](const Strings& c) {
@@ -64,74 +60,94 @@ const Function signature("signature", [](const Strings& c) {
   return std::to_string(QX_KAVUpdater::getFileSig("file", line)) + line;
 });
 
-const Function kavChanges("kav_changes", [](const Strings& c) {
-  Engine<QX_KAVUpdater> engine;
+// Cells: the format, the indexes that are installed and downloaded, the files that are there.
+const Function changes("changes", [](const Strings& c) {
+  Updaters updaters;
+  writeTree(bases, filesOf(c.at(0), c.at(3)));
+  writeFile("old", indexOf(c.at(0), wordsOf(c.at(1), ";")));
+  writeFile("new", indexOf(c.at(0), wordsOf(c.at(2), ";")));
+  const char* const old = c.at(1).empty() ? nullptr : "old";
+  DownCancelled = c.at(1).find("cancelled") != std::string::npos;
   std::vector<std::int32_t> sizes;
   Strings names, signatures, dropped;
+  std::vector<__QX_AvEntry> entries;
   std::int32_t total = -7;
-  const char* const old = lay("kav", c);
-  const int result = engine.updater.addToDownload("new", old, sizes, names, signatures, &total);
-  std::string text = std::to_string(result) + " " + std::to_string(total);
+  std::string text, end;
+  if (c.at(0) == "bd") {
+    text = std::to_string(updaters.bd.AddToDownload("new", old, entries, &total));
+  } else {
+    const auto& kav = updaters.kav;
+    text = std::to_string(kav.addToDownload("new", old, sizes, names, signatures, &total));
+    if (old != nullptr) end = std::to_string(kav.addToDelete("new", old, dropped)) + " dropped:";
+  }
+  DownCancelled = false;
+  text += " " + std::to_string(total);
+  for (const __QX_AvEntry& e : entries) text += " " + e.fileName;
   for (std::size_t i = 0; i < names.size(); ++i)
     text += " " + names[i] + ":" + signatures.at(i).substr(0, 1) + (sizes.at(i) < 0 ? "-" : "");
-  text += ";" + readFile("log");
-  if (old != nullptr) text += std::to_string(engine.updater.addToDelete("new", old, dropped)) + " dropped:";
-  return text + joined(dropped, " ");
-});
-
-const Function versionsIndex("versions_index", [](const Strings& c) {
-  layIndex(c.at(0));
-  std::vector<__QX_AvEntry> list(3);
-  const int count = QX_BDUpdater::GetDownloadList("index", list);
-  std::string entries = std::to_string(count - static_cast<int>(list.size()));
-  for (const __QX_AvEntry& e : list) entries += ";" + e.fileName + " " + e.md5 + " " + std::to_string(e.size);
-  return entries;
-});
-
-const Function bdChanges("bd_changes", [](const Strings& c) {
-  Engine<QX_BDUpdater> engine;
-  std::vector<__QX_AvEntry> changes;
-  std::int32_t total = -7;
-  const char* const old = lay("bd", c);
-  const int result = engine.updater.AddToDownload("new", old, changes, &total);
-  std::string text = std::to_string(result) + " " + std::to_string(total);
-  for (const __QX_AvEntry& e : changes) text += " " + e.fileName;
-  return text + ";" + readFile("log");
+  return text + ";" + readFile("log") + end + joined(dropped, " ");
 });
 
 const Function wgetError("wget_error", [](const Strings& c) {
-  Engine<QX_BDUpdater> engine;
+  Updaters updaters;
   std::string told;
   Watch keep = [&told](int event, auto& text, auto, auto) {
     told += std::to_string(event) + text;
     return 0;
   };
-  engine.updater.setCallback(callWatch, &keep);
-  writeFile(temp + "/avupdate_wget.err", c.at(0));
-  if (c.at(0).empty()) shell("rm " + temp + "/avupdate_wget.err");
-  const int code = engine.updater.DownloadError("f");
+  updaters.bd.setCallback(callWatch, &keep);
+  writeTree(temp, {});
+  if (!c.at(0).empty()) writeFile(temp + "/avupdate_wget.err", c.at(0));
+  const int code = updaters.bd.DownloadError("f");
   return std::to_string(code) + ";" + told + ";" + readFile("log");
 });
 
-class Engines : public OnMachine {};
+const Function names("index_name", [](const Strings& c) {
+  Strings safe;
+  for (const std::string& name : wordsOf(c.at(0), ","))
+    if (isSafeName(name, "avp.klb")) safe.push_back(name);
+  return joined(safe, ",");
+});
+
+const Function places("places", [](const Strings& c) {
+  shell(
+      "rm -f log && mkdir -p base/sub temp backup mount/x && ln -sfn base link && "
+      "mkdir -p base/sub/x && { mountpoint -q mount || mount --bind base/sub mount; }");
+  QX_AVUpdateLog log("log");
+  log.Start(nullptr);
+  Session session(kKavFormat);
+  session.places = {c.at(0), c.at(1), c.at(1), {}};
+  if (!c.at(2).empty()) session.places.backup = c.at(2);
+  const bool apart = arePlacesApart(session.places, "LOG: ", &log);
+  const char* const told = NameJudge(session).refuses(c.at(3)) ? "reached" : "apart";
+  return (apart ? told : "") + readFile("log");
+});
+
+const Function servers("servers", [](const Strings& c) {
+  return joined(usableServers(c.at(0), c.at(1) == "https", nullptr), " ");
+});
+
+using Engines = OnMachine;
 
 TEST_F(Engines, RefuseWhatCannotBe) {
-  Engine<QX_KAVUpdater> kav;
-  Engine<QX_BDUpdater> bd;
-  EXPECT_EQ(set(kav.updater, &kav.log, "m", std::string(59, 'h').c_str()), 0);
-  EXPECT_EQ(set(kav.updater, &bd.log, "m", std::string(60, 'h').c_str()), -1) << "an address of 65 characters";
-  EXPECT_EQ(set(kav.updater, &kav.log, nullptr) + set(bd.updater, &bd.log, nullptr), -2);
-  EXPECT_EQ(readFile("log"), "KLOG: Invalid update arameters to set\nLOG: Invalid update parameters to set\n");
-  EXPECT_EQ(bd.updater.GetCurrentAVBackup() + bd.updater.RevertCurrentBackup(), -2) << "an empty backup path";
-  EXPECT_EQ(kav.updater.SetCallback(nullptr, nullptr) + bd.updater.setCallback(nullptr, nullptr), -2);
-  EXPECT_EQ(set(kav.updater, nullptr, "ftp://m") + set(bd.updater, nullptr, "ftp://m"), -6);
-  kav.updater.Dealloc();
+  Updaters updaters;
+  auto& [log, kav, bd] = updaters;
+  QX_AVUpdateLog* const none = nullptr;
+  EXPECT_EQ(set(kav, none, "m", std::string(59, 'h').c_str()), 0);
+  EXPECT_EQ(set(kav, &log, "m", std::string(60, 'h').c_str()), -1) << "an address of 65 characters";
+  EXPECT_EQ(set(kav, &log, nullptr) + set(bd, &log, nullptr), -2);
+  const std::string refused = "KLOG: Invalid update arameters to set\n";
+  EXPECT_EQ(readFile("log"), refused + refused + "LOG: Invalid update parameters to set\n");
+  EXPECT_EQ(bd.GetCurrentAVBackup() + bd.RevertCurrentBackup(), -2) << "an empty backup path";
+  EXPECT_EQ(kav.SetCallback(nullptr, nullptr) + bd.setCallback(nullptr, nullptr), -2);
+  EXPECT_EQ(set(kav, none, "ftp://m") + set(bd, none, "ftp://m"), -6);
+  kav.Dealloc();
   EXPECT_EQ(std::getenv("http_proxy"), nullptr);
-  bd.updater.DeallocMemory();
-  EXPECT_EQ(kav.updater.update() + kav.updater.DownloadFile("f", "m", 1, 0) + kav.updater.updatePerServer("m"), -3);
-  EXPECT_EQ(bd.updater.updateNow() + bd.updater.MakeDirs() + bd.updater.UpdatePerServer("m"), -3);
-  EXPECT_EQ(bd.updater.GetCurrentAVBackup() + bd.updater.RevertCurrentBackup(), -2);
-  EXPECT_EQ(bd.updater.DeleteCurrentBackup() + bd.updater.RemoveDirs(), 0);
+  bd.DeallocMemory();
+  EXPECT_EQ(kav.update() + kav.DownloadFile("f", "m", 1, 0) + kav.updatePerServer("m"), -3);
+  EXPECT_EQ(bd.updateNow() + bd.MakeDirs() + bd.UpdatePerServer("m"), -3);
+  EXPECT_EQ(bd.GetCurrentAVBackup() + bd.RevertCurrentBackup(), -2);
+  EXPECT_EQ(bd.DeleteCurrentBackup() + bd.RemoveDirs(), 0);
 }
 
 }  // namespace

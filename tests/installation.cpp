@@ -2,45 +2,34 @@
 
 #include <sys/wait.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
-#include <utility>
 
 #include "engines/bd/utils.h"
-#include "update/update_errors.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kBytes = 1024, kSignature = 58;
-
 std::string nameIn(const std::string& file) { return file.substr(0, file.rfind(':')); }
 
 std::string contentsIn(const std::string& format, const std::string& file) {
-  const std::string letter = file.substr(file.rfind(':') + 1);
-  if (letter.empty()) return "";
-  return format == "bd" ? std::string(kBytes, letter[0]) : std::string(kBytes - 2, letter[0]) + "\r\n";
+  const std::string end = format == "bd" ? "" : "\r\n", letter = file.substr(file.rfind(':') + 1);
+  return letter.empty() ? "" : std::string(1024 - end.size(), letter[0]) + end;
 }
 
 // Of an index, by its number.
-std::string lastLine(int number) { return ";" + std::string(kSignature - 1, static_cast<char>('0' + number)) + "\r\n"; }
+std::string lastLine(int number) {
+  return ";" + std::string(57, static_cast<char>('0' + number)) + "\r\n";
+}
 
 std::string labelOf(const std::string& format, const std::string& contents) {
   for (const int number : {1, 2})
-    if (contents.size() > kSignature && contents.substr(contents.size() - kSignature - 2) == lastLine(number))
+    if (contents.size() >= 60 && contents.substr(contents.size() - 60) == lastLine(number))
       return std::to_string(number);
   const std::string letter = contents.substr(0, 1);
   return contents == contentsIn(format, ":" + letter) ? letter : "?";
-}
-
-// The indexes of before and to come, and "+" when it names a backup.
-std::string journalOf(const std::string& format, const std::string& folder) {
-  const auto index = [&](const char* part) { return labelOf(format, readFile(folder + part)); };
-  return index("/before") + index("/coming") + (fs::exists(folder + "/backup") ? "+" : "");
 }
 
 }  // namespace
@@ -65,17 +54,6 @@ void shell(const std::string& command) {
   if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
 }
 
-std::string errorOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const QX_AVUpdateExceptions& error) {
-    return error.detail();
-  } catch (const char* message) {
-    return message;
-  }
-  return "";
-}
-
 Tree filesOf(const std::string& format, const std::string& files) {
   Tree tree;
   for (const std::string& file : wordsOf(files, ",")) tree[nameIn(file)] = contentsIn(format, file);
@@ -97,45 +75,49 @@ Tree mirrorOf(const std::string& format, const std::string& files, int number) {
 std::string indexOf(const std::string& format, const Strings& files, int number) {
   std::string text = format == "bd" ? "" : "[bases]\r\n";
   for (const std::string& file : files) {
-    char digest[QX_UTILS::kDigestBytes] = "";
     writeFile("digested", contentsIn(format, file));
-    QX_UTILS::md5sum("digested", digest);
     if (file.find(':') == std::string::npos)
       text += file + "\r\n";
     else if (format == "bd")
-      text += std::string("+ ") + digest + " " + nameIn(file) + " 1024\n";
+      text += "+ " + md5Of("digested").value() + " " + nameIn(file) + " 1024\n";
     else
-      text += "B=" + nameIn(file) + "," + std::string(kSignature, file.back()) + ",1024,\r\n";
+      text += "B=" + nameIn(file) + "," + std::string(58, file.back()) + ",1024,\r\n";
   }
   return number > 0 ? text + lastLine(number) : text;
 }
 
-std::string indexName(const std::string& format) { return format == "bd" ? "versions.dat" : "avp.klb"; }
+std::string indexName(const std::string& format) {
+  return format == "bd" ? "versions.dat" : "avp.klb";
+}
 
 std::string stateOf(const std::string& format, const std::string& directory) {
   if (!fs::is_directory(directory)) return "nothing";
-  const std::string index = indexName(format);
+  const std::string index = indexName(format), journal = "." + index + ".journal/";
+  const auto label = [&](const auto& name) {
+    return labelOf(format, readFile(directory + "/" + name));
+  };
   Words labels;
   for (const auto& entry : fs::recursive_directory_iterator(directory)) {
     const std::string name = entry.path().lexically_relative(directory);
-    if (name == "." + index + ".journal/paths")
-      labels["journal"] = ":" + journalOf(format, entry.path().parent_path());
-    else if (name.find(".journal/") == std::string::npos && entry.is_regular_file())
-      labels[name == index ? "index" : name] = ":" + labelOf(format, readFile(entry.path()));
+    if (name == journal + "paths")
+      labels["journal"] = ":" + label(journal + "before") + label(journal + "coming") +
+                          (fs::exists(directory + "/" + journal + "backup") ? "+" : "");
+    else if (name.find(journal) == std::string::npos && entry.is_regular_file())
+      labels[name == index ? "index" : name] = ":" + label(name);
     else if (fs::is_directory(entry) && fs::is_empty(entry) && name != "Plugins")
       labels[name] = "/";
   }
-  std::string state;
-  for (const auto& [name, label] : labels) state += (state.empty() ? "" : ",") + name + label;
-  return state.empty() ? "nothing" : state;
+  Strings state;
+  for (const auto& [name, text] : labels) state.push_back(name + text);
+  return state.empty() ? "nothing" : joined(state, ",");
 }
 
 Outcome outcomeOf(const std::string& command) {
-  std::FILE* const program = popen(("export PATH=$PWD/bin:$PATH; exec 2>&1; " + command).c_str(), "re");
+  const std::string line = "export PATH=$PWD/bin:$PATH; exec 2>&1; " + command;
+  std::FILE* const program = popen(line.c_str(), "re");
   if (program == nullptr) throw std::runtime_error("cannot run " + command);
   Outcome outcome;
-  char buffer[4096];
-  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, program)) > 0;) outcome.output.append(buffer, n);
+  for (int c; (c = std::fgetc(program)) != EOF;) outcome.output += static_cast<char>(c);
   const int status = pclose(program);
   outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   fs::remove_all("bin");
@@ -149,15 +131,17 @@ void standIn(const std::string& command, const std::string& script) {
 
 void install(const std::string& format) {
   fs::current_path("/");
-  shell("umount " + backup + " 2>/dev/null; rm -rf /opt/Quorvex/* /var/Quorvex/*");
-  shell("mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run /var/Quorvex/var/log /var/Quorvex/scratch " + bases);
+  shell("umount " + backup +
+        " 2>/dev/null; rm -rf /opt/Quorvex/* /var/Quorvex/*; cd /var/Quorvex &&"
+        " mkdir -p /opt/Quorvex/etc /opt/Quorvex/var/run var/log scratch bases");
   fs::current_path("/var/Quorvex/scratch");
   writeFile("/opt/Quorvex/etc/qxav-ver", format == "bd" ? "3\n" : "2\n");
 }
 
 void configure(const std::string& lines) {
-  std::string paths = "[path]\nBasesPath=" + bases + "\nTempPath=" + temp + "\nBackUpPath=" + backup + "\n";
+  std::string paths = "[path]\nBasesPath=" + bases + "\nTempPath=" + temp;
   std::string settings = "[Update]\nTimeOut=5\nNoOfRetries=2\n";
+  paths += "\nBackUpPath=" + backup + "\n";
   for (const std::string& line : wordsOf(lines, "\n"))
     (line.find("Path=") != std::string::npos ? paths : settings) += line + "\n";
   writeFile(mainConfig, paths);

@@ -6,15 +6,15 @@
 // when it names a backup, as "journal:12+". The formats are "kav" and "bd".
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include "tests/tables.h"
 
 using Tree = std::map<std::string, std::string>;  // path below a directory -> contents
 
-const std::string bases = "/var/Quorvex/bases", temp = "/var/Quorvex/tmp", backup = "/var/Quorvex/backup";
-const std::string lockFile = "/opt/Quorvex/var/run/checkupdate", logFile = "/var/Quorvex/var/log/updates.log";
-const std::string mainConfig = "/opt/Quorvex/etc/qxav.conf", updateConfig = "/opt/Quorvex/etc/updates.conf";
+const std::string bases = "/var/Quorvex/bases", temp = "/var/Quorvex/tmp";
+const std::string backup = "/var/Quorvex/backup", logFile = "/var/Quorvex/var/log/updates.log";
+const std::string lockFile = "/opt/Quorvex/var/run/checkupdate";
+const std::string mainConfig = "/opt/Quorvex/etc/qxav.conf";
+const std::string updateConfig = "/opt/Quorvex/etc/updates.conf";
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& contents);
@@ -23,9 +23,6 @@ void writeTree(const std::string& directory, const Tree& tree);
 
 // Runs a shell command that must succeed.
 void shell(const std::string& command);
-
-// What the action throws, as text.
-std::string errorOf(const std::function<void()>& action);
 
 // The files as they lie in a database, or with their index on a mirror.
 Tree filesOf(const std::string& format, const std::string& files);
@@ -60,7 +57,8 @@ void install(const std::string& format);
 void configure(const std::string& lines);
 
 // A callback as a function object: engines get callWatch, and the object as their data.
-using Watch = std::function<int(int event, const std::string& text, std::int64_t total, std::int64_t done)>;
+using Watch =
+    std::function<int(int event, const std::string& text, std::int64_t total, std::int64_t done)>;
 int callWatch(int event, const char* text, std::int64_t total, std::int64_t done, void* watch);
 
 class OnMachine : public testing::Test {

@@ -3,10 +3,9 @@
 
 #include <httplib.h>
 
-#include <chrono>
 #include <mutex>
+#include <regex>
 #include <thread>
-#include <utility>
 
 #include "tests/installation.h"
 
@@ -41,7 +40,7 @@ class Mirror {
   // user.
   std::string takeRequests() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(requests_, {});
+    return joined(std::exchange(requests_, {}), " ");
   }
 
   std::string port;
@@ -50,13 +49,11 @@ class Mirror {
   void handle(const httplib::Request& request, httplib::Response& response) {
     std::unique_lock<std::mutex> lock(mutex_);
     // A proxy is asked for whole addresses.
-    const std::size_t host = request.path.find("//");
-    const std::string name = request.path.substr(request.path.find('/', host == std::string::npos ? 0 : host + 2) + 1);
-    requests_ += (requests_.empty() ? "" : " ") + request.get_header_value("Proxy-Authorization") + name;
-    const bool isThere = bodies_.count(name) != 0 && hows_[name] != "missing";
-    const std::string how = hows_[name], body = isThere ? bodies_[name] : "no such file";
+    const std::string name = std::regex_replace(request.path, std::regex("^(http://[^/]*)?/"), "");
+    requests_.push_back(request.get_header_value("Proxy-Authorization") + name);
+    response.status = bodies_.count(name) != 0 && hows_[name] != "missing" ? 200 : 404;
+    const std::string how = hows_[name], body = bodies_[name];
     lock.unlock();
-    response.status = isThere ? 200 : 404;
     response.set_header("Last-Modified", "Sun, 09 Sep 2001 01:46:40 GMT");
     if (how == "silent") std::this_thread::sleep_for(std::chrono::seconds(2));
     if (how != "cut") return response.set_content(body, "application/octet-stream");
@@ -68,7 +65,7 @@ class Mirror {
 
   std::mutex mutex_;
   Tree bodies_, hows_;
-  std::string requests_;
+  Strings requests_;
   httplib::Server server_;
   std::thread thread_;
 };

@@ -1,7 +1,5 @@
 #include "tests/tables.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -32,13 +30,12 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 namespace {
 
 std::string meaningOf(const std::string& word, const Words& words) {
-  const std::string name = word.substr(0, word.find(' '));
-  const std::size_t star = word.find('*');
   std::string text;
-  if (star != std::string::npos) {
+  if (const std::size_t star = word.find('*'); star != std::string::npos) {
     for (int times = std::stoi(word); times > 0; --times) text += word.substr(star + 1);
     return text;
   }
+  const std::string name = word.substr(0, word.find(' '));
   const auto found = words.find(name == word ? word : name + " *");
   if (found == words.end()) throw std::runtime_error("no such word: " + word);
   if (name == word) return expand(found->second, words);
@@ -56,13 +53,13 @@ auto openFiles() { return std::distance(std::filesystem::directory_iterator("/pr
 
 class FunctionTest : public OnMachine {
  public:
-  FunctionTest(Paragraph rows, Words rowWords) : paragraph(std::move(rows)), words(std::move(rowWords)) {}
+  FunctionTest(const Paragraph& rows, const Words& texts) : paragraph(rows), words(texts) {}
 
  private:
   void TestBody() override {
     const auto function = functions().at(paragraph.header);
     const auto open = openFiles();
-    eachRow(paragraph, words, [&](const Strings& cells) { EXPECT_EQ(function(cells), cells.back()); });
+    eachRow(paragraph, words, [&](const Strings& c) { EXPECT_EQ(function(c), c.back()); });
     EXPECT_EQ(openFiles(), open) << "descriptors";
   }
 
@@ -92,9 +89,10 @@ std::string expand(const std::string& cell, const Words& words) {
   return text;
 }
 
-void eachRow(const Paragraph& paragraph, const Words& words, const std::function<void(const Strings&)>& action) {
-  for (const auto& [line, text] : paragraph.rows) {
-    const testing::ScopedTrace trace(paragraph.path.c_str(), line, text);
+void eachRow(const Paragraph& paragraph, const Words& words,
+             const std::function<void(const Strings&)>& action) {
+  for (const auto& [place, text] : paragraph.rows) {
+    SCOPED_TRACE(place + ": " + text);
     try {
       Strings cells = wordsOf(text, " | ");
       for (std::string& cell : cells) cell = expand(cell, words);
@@ -107,6 +105,11 @@ void eachRow(const Paragraph& paragraph, const Words& words, const std::function
 
 Function::Function(const std::string& name, const Body& body) { functions()[name] = body; }
 
+void registerTest(const std::string& suite, const std::string& name,
+                  const std::function<testing::Test*()>& make) {
+  testing::RegisterTest(suite.c_str(), name.c_str(), nullptr, nullptr, __FILE__, __LINE__, make);
+}
+
 void registerTable(const std::string& path) {
   std::vector<Paragraph> paragraphs;
   Words words{{"", ""}};  // {} is nothing
@@ -114,23 +117,23 @@ void registerTable(const std::string& path) {
     std::ifstream stream(file);
     int number = 0;
     for (std::string line; std::getline(stream, line);) {
-      ++number;
+      const std::string place = file + ":" + std::to_string(++number);
       const std::size_t defines = line.find(" := ");
       if (line.empty() || line[0] == '#') continue;
       if (line.compare(0, 3, "== ") == 0)
-        paragraphs.push_back({path, line.substr(3), {}});
+        paragraphs.push_back({line.substr(3), {}});
       else if (defines != std::string::npos)
         words[line.substr(0, defines)] = line.substr(defines + 4);
       else if (line[0] == ' ')
         paragraphs.back().rows.back().second += line.substr(line.find_first_not_of(' '));
       else
-        paragraphs.back().rows.push_back({number, line});
+        paragraphs.back().rows.emplace_back(place, line);
     }
   }
   for (const Paragraph& paragraph : paragraphs)
     if (paragraph.header.find(' ') != std::string::npos)
       registerUpdates(paragraph, words);
     else
-      testing::RegisterTest("Function", paragraph.header.c_str(), nullptr, nullptr, path.c_str(),
-          paragraph.rows.at(0).first, [=]() -> OnMachine* { return new FunctionTest(paragraph, words); });
+      registerTest("Function", paragraph.header,
+                   [=] { return new FunctionTest(paragraph, words); });
 }

@@ -13,6 +13,8 @@
 // are everybody's.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <map>
 #include <string>
@@ -30,17 +32,20 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 std::string expand(const std::string& cell, const Words& words);
 
 struct Paragraph {
-  std::string path, header;
-  std::vector<std::pair<int, std::string>> rows;  // line and text
+  std::string header;
+  std::vector<std::pair<std::string, std::string>> rows;  // FILE:LINE and text
 };
 
 // Does something with every row's cells; a row that fails is shown.
-void eachRow(const Paragraph& paragraph, const Words& words, const std::function<void(const Strings&)>& action);
+void eachRow(const Paragraph& paragraph, const Words& words,
+             const std::function<void(const Strings&)>& action);
 
 // Registers the tests of a file: of a paragraph "== NAME" the rows of a function, of
 // any other an update.
 void registerTable(const std::string& path);
-void registerUpdates(const Paragraph& paragraph, Words words);
+void registerUpdates(const Paragraph& paragraph, const Words& words);
+void registerTest(const std::string& suite, const std::string& name,
+                  const std::function<testing::Test*()>& make);
 
 // A function under test, which paragraphs "== NAME" are about: it gets a row's cells and
 // gives the text that the last of them must be.
