@@ -28,6 +28,7 @@ class Update : public OnMachine {
         text = format == "bd" ? text.substr(bar + 3) : text.substr(0, bar);
     words["mirror"] = "127.0.0.1:" + mirror.port;
     words["port"] = mirror.port;
+    words["silent"] = "127.0.0.1:" + std::to_string(silent.bind_to_any_port("127.0.0.1"));
     words["build"] = std::filesystem::path(UPDATENOW).parent_path();
   }
 
@@ -112,11 +113,13 @@ class Update : public OnMachine {
     const std::string name = file == "index"  ? indexName(format)
                              : format == "bd" ? "avx/" + file + ".gzip"
                                               : file;
-    std::string body = how == "cut" || how == "half" ? onMirror[name] : how;
-    if (how == "empty") body.clear();
+    Tree answers = onMirror;
+    std::string& body = answers[name];
     if (how == "half") body.resize(body.size() / 2);
     if (how == "other") body = mirrorOf(format, file + ":w", 0)[name];
-    mirror.answer(name, how, body);
+    if (how != "half" && how != "other") body = how == "empty" ? "" : how;
+    if (how == "missing") answers.erase(name);
+    mirror.serve(answers);
   }
 
   // Runs an update that shows and logs this. What follows in the paragraph tells what it
@@ -164,6 +167,7 @@ class Update : public OnMachine {
   const Paragraph paragraph;
   Words words;
   Mirror mirror;
+  httplib::Server silent;  // takes connections and never answers
   Tree onMirror;
   // For the next run alone: what stands before the program in its command.
   std::string before = "exec";
