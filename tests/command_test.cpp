@@ -16,6 +16,7 @@ namespace {
 const Function ini("ini", [](const Strings& c) {
   setenv("HOME", "/home/x", 1);
   setenv("lower", "l", 1);
+  setenv("QUOTED", "\"a\\nb\"", 1);
   writeFile("test.conf", c.at(0));
   SymbolTable* const table = ini_dyn_load(nullptr, "test.conf");
   Strings values = wordsOf(c.at(1));
