@@ -16,10 +16,11 @@ namespace {
 constexpr useconds_t kPollPauseUs = 250;
 constexpr int kMaxReadFailures = 1000;  // in a row; then drain() gives up
 
-// Sets the environment that the header describes, before the first command.
+// Sets the environment that the header describes.
 void prepareEnvironment() {
-  [[maybe_unused]] static const bool prepared =
-      setenv("LC_ALL", "C", 1) == 0 && unsetenv("POSIXLY_CORRECT") == 0 && unsetenv("GZIP") == 0;
+  setenv("LC_ALL", "C", 1);
+  unsetenv("POSIXLY_CORRECT");
+  unsetenv("GZIP");
 }
 
 // Discards a command's output until the command closes it or DownCancelled is set. A failed
