@@ -75,8 +75,7 @@ std::optional<std::string> signatureLine(const std::string& path) {
   // This fails for a shorter file, which is then read from its start.
   (void)std::fseek(file.get(), -kSignatureTail, SEEK_END);
   char text[kSignatureLineBytes] = "";
-  if (std::fgets(text, sizeof text, file.get()) == nullptr || std::ferror(file.get()) != 0)
-    return std::nullopt;
+  if (std::fgets(text, sizeof text, file.get()) == nullptr) return std::nullopt;
   const std::string line(text);
   if (line.size() < kLineEndLength) return std::nullopt;
   return line.substr(0, line.size() - kLineEndLength);
