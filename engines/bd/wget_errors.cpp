@@ -1,5 +1,6 @@
 #include "engines/bd/wget_errors.h"
 
+#include <cctype>
 #include <cinttypes>
 #include <cstring>
 #include <filesystem>
@@ -36,7 +37,7 @@ bool hasSavedSize(const std::string& path, const std::string& wgetLog) {
   std::string line;
   while (reader.next(line)) {
     const std::size_t saved = line.rfind(kSaved);
-    if (saved != std::string::npos && line[0] >= '0' && line[0] <= '9')
+    if (saved != std::string::npos && std::isdigit(static_cast<unsigned char>(line[0])))
       bytes = std::strtoumax(line.c_str() + saved + sizeof kSaved - 1, nullptr, 10);
   }
   std::error_code error;
