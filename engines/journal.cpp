@@ -115,10 +115,11 @@ bool Installation::isSound() const {
 bool Installation::hasArrived() const {
   bool changes = false;
   const auto isIndex = [&](bool /*created*/, const std::string& name) {
-    changes = changes || name == index_;
+    if (name == index_) changes = true;
     return true;
   };
-  return eachPath(isIndex) && changes && hasSameContents(part("coming"), installed_);
+  (void)eachPath(isIndex);
+  return changes && hasSameContents(part("coming"), installed_);
 }
 
 std::optional<std::string> Installation::backup() const {
@@ -257,8 +258,8 @@ Installation::Restored Installation::copyBack(const std::string& backup) const {
 }
 
 bool Installation::rollBack() const {
-  if (!isRestored(index_, putIndexBack()) || !protectedBy_ ||
-      copyBack(*protectedBy_) != Restored::All || !sync())
+  if (!isRestored(index_, putIndexBack()) || copyBack(protectedBy_.value_or("")) != Restored::All ||
+      !sync())
     return false;
   const bool hasAdded = !eachPath(
       [this](bool created, const std::string& name) { return !created || !isThere(path(name)); });
