@@ -2,21 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 namespace {
 
 bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
-
-std::vector<std::string_view> componentsOf(std::string_view name) {
-  std::vector<std::string_view> components;
-  for (;;) {
-    const std::size_t slash = name.find('/');
-    components.push_back(name.substr(0, slash));
-    if (slash == std::string_view::npos) return components;
-    name.remove_prefix(slash + 1);
-  }
-}
 
 }  // namespace
 
@@ -24,17 +13,19 @@ std::string journalName(const std::string& index) { return "." + index + ".journ
 
 std::string normalisedName(std::string_view name) {
   std::string normal;
-  for (const std::string_view component : componentsOf(name))
+  for (std::size_t start = 0, end = 0; end < name.size(); start = end + 1) {
+    end = std::min(name.find('/', start), name.size());
+    const std::string_view component = name.substr(start, end - start);
     if (!component.empty() && component != ".")
       normal.append(normal.empty() ? "" : "/").append(component);
+  }
   return normal;
 }
 
 bool isSafeName(std::string_view name, const std::string& index) {
   if (!name.empty() && name.front() == '/') return false;
   if (std::any_of(name.begin(), name.end(), isControl)) return false;
-  for (const std::string_view component : componentsOf(name))
-    if (component == "..") return false;
+  if (("/" + std::string(name) + "/").find("/../") != std::string::npos) return false;
   const std::string normal = normalisedName(name);
   return normal != index && normal.substr(0, normal.find('/')) != journalName(index);
 }
