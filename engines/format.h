@@ -40,6 +40,8 @@ struct EngineFormat {
   bool stopsBetweenFiles;
 
   std::size_t proxyAddressMax;  // characters of the proxy's "HOST:PORT"
+  bool hasSignedPort;           // that port; false for a new engine
+  const char* parameters;       // its word for the settings, in the line that refuses them
 
   // The files that an index lists, in its order. Nothing when it cannot be read.
   std::optional<std::vector<Wanted>> (*read)(const std::string& index);

@@ -18,6 +18,13 @@ bool EngineSettings::areComplete() const {
   return basePath != nullptr && tempPath != nullptr && serverList != nullptr && isProxyComplete();
 }
 
+std::string EngineSettings::proxyAddress(const EngineFormat& format) const {
+  if (useProxy == 0 || proxyServer == nullptr) return "";
+  const std::int64_t port =
+      format.hasSignedPort ? static_cast<std::int32_t>(proxyPort) : std::int64_t{proxyPort};
+  return proxyServer + (":" + std::to_string(port));
+}
+
 std::string EngineSettings::wget() const {
   return "wget --tries=" + std::to_string(retries >= 2 && retries <= 5 ? retries : 3) +
          " --timeout=" + std::to_string(timeout >= 5 ? timeout : 5);
@@ -37,17 +44,31 @@ ExportedProxy::~ExportedProxy() {
   for (const char* const variable : kProxyVariables) unsetenv(variable);
 }
 
-int Session::open(const EngineSettings& settings, const std::string& proxyAddress) {
+int Session::open(const EngineSettings& settings, const std::function<std::string()>& command) {
+  const std::string address = settings.proxyAddress(*format);
+  // An address that is too long is not cut: the password must not go to another host.
+  if (!settings.areComplete() || address.size() > format->proxyAddressMax) {
+    writeLog(settings.log, "%sInvalid update %s to set\n", format->prefix, format->parameters);
+    return kFailed;
+  }
+  *this = Session(*format);
   log = settings.log;
-  if (settings.useProxy != 0) proxy = std::make_unique<ExportedProxy>(proxyAddress);
-  servers = usableServers(settings.serverList, settings.useHttps != 0, log);
-  if (servers.empty()) return kNoServers;
-  // In the commands an empty path would stand for the root directory.
-  if (settings.backupPath != nullptr && *settings.backupPath != '\0')
-    places.backup = settings.backupPath;
-  places.temp = places.download = settings.tempPath;
-  places.base = settings.basePath;
-  return kDone;
+  try {
+    wget = command();
+    if (wget.empty()) return kFailed;
+    if (settings.useProxy != 0) proxy = std::make_unique<ExportedProxy>(address);
+    servers = usableServers(settings.serverList, settings.useHttps != 0, log);
+    if (servers.empty()) return kNoServers;
+    // In the commands an empty path would stand for the root directory.
+    if (settings.backupPath != nullptr && *settings.backupPath != '\0')
+      places.backup = settings.backupPath;
+    places.temp = places.download = settings.tempPath;
+    places.base = settings.basePath;
+    return kDone;
+  } catch (const std::bad_alloc&) {
+    writeLog(log, "%sError allocating wget memory\n", format->prefix);
+    return kFailed;
+  }
 }
 
 int Session::watch(UpdateProgressCallback watcher, void* data) {
@@ -68,14 +89,14 @@ bool Session::tell(ProgressEvent event, const char* text, bool withBytes) const 
 Transfer Session::transferOf(const char* server, const char* file) const {
   const std::string target = places.downloaded(file);
   const std::string address = server + (std::string("/") + file);
-  return {wget + " " + shellWord(address) + " -O " + shellWord(target), target, "", nullptr};
+  return {wget + " " + shellWord(address) + " -O " + shellWord(target), target, nullptr};
 }
 
 int Session::fetch(const char* file, std::int32_t size, bool notify, const Transfer& transfer) {
   const auto goesOn = [&](ProgressEvent event) { return !notify || tell(event, file, true); };
   if (!goesOn(ProgressFileStarted)) return kCancelled;
   removeFile(transfer.target);
-  removeFile(transfer.log);
+  removeFile(wgetLog);
   const bool succeeded = !transfer.command.empty() && runDownload(transfer.command);
   if (DownCancelled) return kCancelled;
   const int result = transfer.judge(succeeded);

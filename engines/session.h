@@ -38,6 +38,9 @@ struct EngineSettings {
   bool isProxyComplete() const;
   bool areComplete() const;
 
+  // The proxy's "HOST:PORT". Empty when no proxy is used.
+  std::string proxyAddress(const EngineFormat& format) const;
+
   // The beginning of every download command, with the number of tries (2 to 5, otherwise
   // 3) and the seconds to wait (at least 5).
   std::string wget() const;
@@ -63,7 +66,6 @@ class ExportedProxy {
 struct Transfer {
   std::string command;  // fetches the file; empty when that is not possible
   std::string target;   // the path that the command writes to
-  std::string log;      // the path of the command's messages; may be empty
 
   // Judges the file after the command has ended; `succeeded` means with status 0. Returns
   // kDone or a negative result. It is not asked after a cancel.
@@ -77,12 +79,16 @@ class Session {
  public:
   explicit Session(const EngineFormat& engineFormat) : format(&engineFormat) {}
 
-  // Copies the settings into a new session and exports the proxy, "HOST:PORT", if one is
-  // used. An empty backup path counts as none. Returns kDone, or kNoServers when the list
-  // holds no usable server. After that the session is not open, but it has the log, and the
-  // proxy is exported. Throws std::bad_alloc. The engine asks areComplete() before, and
-  // compares the address with proxyAddressMax of its format. Afterwards it sets `wget`.
-  [[nodiscard]] int open(const EngineSettings& settings, const std::string& proxyAddress);
+  // Copies the settings in place of the whole configuration, also of the watcher, and exports
+  // the proxy if one is used. An empty backup path counts as none. `command` gives `wget`, or
+  // an empty text, after a line in the log, when the engine cannot run with these settings.
+  //
+  // Returns kDone; kFailed, after a line in the log, when the settings are not complete or
+  // the proxy's address is too long for the format (nothing has changed then), when there is
+  // no command or memory runs out; kNoServers when the list holds no usable server. After
+  // the last three the session is not open, but it has the log.
+  [[nodiscard]] int open(const EngineSettings& settings,
+                         const std::function<std::string()>& command);
   bool isOpen() const { return !places.base.empty(); }
   bool usesProxy() const { return proxy != nullptr; }
 
@@ -98,13 +104,13 @@ class Session {
   void reportError(const std::string& text) const { (void)tell(ProgressError, text.c_str()); }
 
   // The transfer of SERVER/FILE into the download directory, with the command `wget` ADDRESS
-  // -O TARGET. The engine adds the rest of its command and its judgement, and names the log
-  // if `wget` writes one. No step makes folders: a name with a folder can be fetched and
-  // installed only where the engine has made that folder in both directories.
+  // -O TARGET. The engine adds the rest of its command and its judgement. No step makes folders: a
+  // name with a folder can be fetched and installed only where the engine has made that folder in
+  // both directories.
   Transfer transferOf(const char* server, const char* file) const;
 
   // Fetches one file. With `notify` the watcher hears of it before the transfer, and twice
-  // after the file was counted with its listed size. Target and log are removed first: the
+  // after the file was counted with its listed size. Target and wgetLog are removed first: the
   // wget of a killed run may still write into a file of that name, and wget would write
   // through a link into another file. Returns kDone after a good judgement; kCancelled when
   // the watcher asks to stop, or when DownCancelled is set after the command; otherwise the
@@ -114,7 +120,8 @@ class Session {
 
   const EngineFormat* format;
   QX_AVUpdateLog* log = nullptr;
-  std::string wget;  // the beginning of each download command, which the engine sets
+  std::string wget;     // the beginning of each download command
+  std::string wgetLog;  // the path of its messages, if the engine has set one
   std::vector<std::string> servers;
   Places places;
   std::int32_t totalBytes = 0;  // of the change set being fetched, as listed

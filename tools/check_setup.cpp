@@ -107,8 +107,7 @@ void checkMirrors(Report& report, EngineSettings settings, const EngineFormat& f
   if (mkdtemp(scratch.data()) == nullptr)
     return report.say("the mirrors were not asked", "no directory for temporary files is there");
   settings.tempPath = scratch.c_str();
-  const std::string proxy = settings.useProxy == 0 ? "" : settings.proxyServer;
-  if (proxy.size() + 1 + std::to_string(settings.proxyPort).size() > format.proxyAddressMax)
+  if (settings.proxyAddress(format).size() > format.proxyAddressMax)
     report.say("ProxyServer and ProxyPort", "together they are too long for this format");
   QX_BDUpdater updater;  // for both formats: its wget logs why a download failed
   if (updater.setValues(settings) < 0) report.say("ServerList", "no mirror in it can be used");

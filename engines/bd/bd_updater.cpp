@@ -13,39 +13,25 @@
 #include "system/shell_word.h"
 
 int QX_BDUpdater::setValues(const EngineSettings& settings) {
-  if (!settings.areComplete()) {
-    writeLog(settings.log, "LOG: Invalid update parameters to set\n");
-    return kFailed;
-  }
-  DeallocMemory();
-  session.log = settings.log;
-  if (!fileExists(settings.tempPath) && mkdir(settings.tempPath, 0777) != 0) {
-    writeLog(settings.log, "LOG: Error accessing temp dir %s (%s)\n", settings.tempPath,
-             std::strerror(errno));
-    return kFailed;
-  }
-  try {
-    wgetErrorFile = settings.tempPath + std::string("/avupdate_wget.err");
-    session.wget = settings.wget() + " -o " + shellWord(wgetErrorFile) +
-                   " --cache=off --server-response" + settings.proxySwitch() +
-                   settings.proxyLogin();
-    std::string address;
-    if (settings.useProxy != 0) {
-      address = settings.proxyServer + (":" + std::to_string(settings.proxyPort));
-      writeLog(settings.log, "LOG: Using Proxy %s\n", address.c_str());
+  const int result = session.open(settings, [&]() -> std::string {
+    backup.reset();
+    if (!fileExists(settings.tempPath) && mkdir(settings.tempPath, 0777) != 0) {
+      writeLog(settings.log, "LOG: Error accessing temp dir %s (%s)\n", settings.tempPath,
+               std::strerror(errno));
+      return "";
     }
-    const int result = session.open(settings, address);
-    if (session.places.backup) backup = backupPlace(*session.places.backup);
-    return result;
-  } catch (const std::bad_alloc&) {
-    writeLog(settings.log, "LOG: Error allocating wget memory\n");
-    return kFailed;
-  }
+    const std::string address = settings.proxyAddress(kBdFormat);
+    if (!address.empty()) writeLog(settings.log, "LOG: Using Proxy %s\n", address.c_str());
+    session.wgetLog = settings.tempPath + std::string("/avupdate_wget.err");
+    return settings.wget() + " -o " + shellWord(session.wgetLog) +
+           " --cache=off --server-response" + settings.proxySwitch() + settings.proxyLogin();
+  });
+  if (session.places.backup) backup = backupPlace(*session.places.backup);
+  return result;
 }
 
 void QX_BDUpdater::DeallocMemory() {
   session = Session(kBdFormat);
-  wgetErrorFile.clear();
   backup.reset();
 }
 
@@ -60,17 +46,16 @@ int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned in
 // and files that it does not list would not be updated any more. So an index must be whole.
 Transfer QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
   Transfer transfer = session.transferOf(server, file);
-  transfer.log = wgetErrorFile;
   transfer.judge = [this, file, mustBeWhole, target = transfer.target](bool succeeded) {
     if (!fileExists(target)) return DownloadErrGeneric;
-    const bool isCut = mustBeWhole && (!succeeded || !hasSavedSize(target, wgetErrorFile));
+    const bool isCut = mustBeWhole && (!succeeded || !hasSavedSize(target, session.wgetLog));
     return hasContents(target) && !isCut ? kDone : DownloadError(file);
   };
   return transfer;
 }
 
 int QX_BDUpdater::DownloadError(const char* file) {
-  const DownloadFailure failure = downloadFailure(wgetErrorFile, session.usesProxy());
+  const DownloadFailure failure = downloadFailure(session.wgetLog, session.usesProxy());
   if (failure.message == nullptr) {
     session.reportError("Error downloading");
     writeLog(session.log, "LOG: Error downloading %s\n", file);

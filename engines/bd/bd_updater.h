@@ -8,8 +8,8 @@
 #include "engines/journal.h"
 
 inline constexpr EngineFormat kBdFormat{
-    2,         3,     "LOG: ",  "versions.dat", ".gzip", "avbackdir",
-    "Plugins", false, SIZE_MAX, readVersions,   md5Of};
+    2,     3,        "LOG: ", "versions.dat", ".gzip",      "avbackdir", "Plugins",
+    false, SIZE_MAX, false,   "parameters",   readVersions, md5Of};
 
 // One database file, as the index lists it. Lists of entries hold them in its order.
 struct __QX_AvEntry {     // NOLINT(bugprone-reserved-identifier): the record's published name
@@ -150,7 +150,6 @@ class QX_BDUpdater {
   void undo(Installation& installation);
 
   Session session{kBdFormat};
-  std::string wgetErrorFile;          // in the configured temp directory
   std::optional<std::string> backup;  // its place; configured, or chosen by MakeDirs()
   bool baseCreated = false;           // by this run: there is nothing to back up
 };

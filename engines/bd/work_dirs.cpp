@@ -90,7 +90,7 @@ int QX_BDUpdater::RemoveDirs() {
   if (backup) removeFile(*backup + "/Plugins/cache.000");
   if (!session.places.backup && backup && !Installation::needs(session, *backup))
     DeleteCurrentBackup();
-  removeFile(wgetErrorFile);
+  removeFile(session.wgetLog);
   if (!session.isOpen()) return kDone;
   return runInstallation("rm -rf " + shellWord(session.places.download));
 }

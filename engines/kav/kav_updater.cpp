@@ -22,26 +22,10 @@ int copyOut(const std::optional<std::string_view>& text, char* out) {
 }  // namespace
 
 int QX_KAVUpdater::setValues(const EngineSettings& settings) {
-  // This engine writes the port as a signed number. An address that is too long is refused,
-  // not cut: the password must not go to another host.
-  std::string address;
-  if (settings.useProxy != 0 && settings.proxyServer != nullptr)
-    address = settings.proxyServer +
-              (":" + std::to_string(static_cast<std::int32_t>(settings.proxyPort)));
-  if (!settings.areComplete() || address.size() > kKavFormat.proxyAddressMax) {
-    writeLog(settings.log, "KLOG: Invalid update arameters to set\n");
-    return kFailed;
-  }
-  Dealloc();
-  session.log = settings.log;
-  try {
-    session.wget = settings.wget() + settings.proxySwitch() + " --cache=off" +
-                   settings.proxyLogin(" \t\t\t    ") + " ";
-    return session.open(settings, address);
-  } catch (const std::bad_alloc&) {
-    writeLog(settings.log, "KLOG: Error allocating wget memory\n");
-    return kFailed;
-  }
+  return session.open(settings, [&settings] {
+    return settings.wget() + settings.proxySwitch() + " --cache=off" +
+           settings.proxyLogin(" \t\t\t    ") + " ";
+  });
 }
 
 int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32_t size,

@@ -5,8 +5,9 @@
 #include "engines/journal.h"
 #include "engines/kav/klb_index.h"
 
-inline constexpr EngineFormat kKavFormat{1,       2,    "KLOG: ", "avp.klb",  "",           nullptr,
-                                         nullptr, true, 64,       filesOfKlb, signatureLine};
+inline constexpr EngineFormat kKavFormat{1,           2,          "KLOG: ",     "avp.klb", "",
+                                         nullptr,     nullptr,    true,         64,        true,
+                                         "arameters", filesOfKlb, signatureLine};
 
 // Used in this order: construct, setValues, SetCallback, update, destroy.
 //
