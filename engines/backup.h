@@ -4,13 +4,19 @@
 
 #include "engines/session.h"
 
-// The place of a backup: the path of its directory without slashes at the end. A slash would
-// lead through a link, and the copy would become a folder in there.
-std::string backupPlace(const std::string& path);
+// The place of the backup, configured or chosen by the engine: the path of its directory
+// without slashes at the end. A slash would lead through a link, and the copy would become a
+// folder in there.
+std::optional<std::string> backupPlace(const Places& places);
 
-// Copies the database to a place, without a journal. The caller has removed an older copy.
-// Returns cp's status as system() does.
-int takeBackup(const Session& session, const std::string& place);
+// Copies the database to the place of the backup, without a journal and in place of an older
+// copy. Returns cp's status as system() does; negative also when there is no place, or when
+// the older copy could not be removed.
+int takeBackup(const Session& session);
 
-// Copies the visible entries of a place over the database. Returns cp's status.
-int restoreBackup(const Session& session, const std::string& place);
+// Copies the visible entries of the backup over the database. Returns cp's status; -1 when
+// there is no place.
+int restoreBackup(const Session& session);
+
+// Returns the status of the removal, 0 when there is nothing to remove.
+int removeBackup(const Session& session);

@@ -21,16 +21,16 @@ constexpr char kReplaced[] = "replaced ";
 constexpr char kEnd[] = "end";
 constexpr std::size_t kPathLimit = 4096;  // characters of a line
 
+bool isConfiguredBackup(const Session& session, const std::string& path) {
+  return session.places.backup && backupPlace(session.places) == path;
+}
+
 // Whether a path is a backup that the engine makes by itself.
 bool isOwnBackup(const Session& session, const std::string& path) {
-  if (session.format->ownBackup == nullptr) return false;
+  if (session.format->ownBackup == nullptr || isConfiguredBackup(session, path)) return false;
   const std::string name = session.places.temp + "/" + session.format->ownBackup;
   return path.compare(0, name.size(), name) == 0 &&
          path.find_first_not_of("0123456789", name.size()) == std::string::npos;
-}
-
-bool isConfiguredBackup(const Session& session, const std::string& path) {
-  return session.places.backup && backupPlace(*session.places.backup) == path;
 }
 
 }  // namespace
@@ -128,18 +128,18 @@ std::optional<std::string> Installation::backup() const {
   return reader.next(place) && !place.empty() ? std::optional(place) : std::nullopt;
 }
 
-bool Installation::needs(const Session& session, const std::string& backup) {
+bool Installation::needsBackup(const Session& session) {
   const Installation left(session);
+  const std::optional<std::string> named = left.backup();
   return isThere(left.part("paths")) && isThere(left.part("backup")) &&
-         left.backup().value_or(backup) == backup;
+         (!named || named == backupPlace(session.places));
 }
 
 int Installation::recover(const Session& session) {
   const Installation left(session);
   const std::string paths = left.part("paths");
   const std::optional<std::string> backup = left.backup();
-  const bool isOwn =
-      backup && !isConfiguredBackup(session, *backup) && isOwnBackup(session, *backup);
+  const bool isOwn = backup && isOwnBackup(session, *backup);
   if (!isThere(paths) && (isDirectory(left.folder_) || !isThere(left.folder_))) {
     // A kill may have come when the installation was closed.
     if (isOwn) removeTree(*backup);
@@ -189,15 +189,16 @@ bool Installation::isRestored(const std::string& name, bool is) const {
   return is;
 }
 
-void Installation::protectBy(const std::string& backup) {
+void Installation::protect() {
+  const std::optional<std::string> backup = backupPlace(session_.places);
   const auto isHeld = [&] {
     return eachPath([&](bool created, const std::string& name) {
-      return created || isSameEntry(backup + "/" + name, path(name));
+      return created || isSameEntry(*backup + "/" + name, path(name));
     });
   };
   // A read may fail for a moment: the question is asked twice.
-  if (!isOpen_ || (!isHeld() && !isHeld())) return;
-  if (syncFileSystem(backup) && writePart("backup", backup))
+  if (!isOpen_ || !backup || (!isHeld() && !isHeld())) return;
+  if (syncFileSystem(*backup) && writePart("backup", *backup))
     protectedBy_ = backup;
   else
     giveUp(std::strerror(errno));

@@ -35,8 +35,8 @@ class Installation {
   // on a full disk for instance. Journal and backup are still there then.
   [[nodiscard]] static int recover(const Session& session);
 
-  // Whether an open installation names this backup. Then no run may remove or replace it.
-  static bool needs(const Session& session, const std::string& backup);
+  // Whether an open installation names the backup. Then no run may remove or replace it.
+  static bool needsBackup(const Session& session);
 
   // Opens the journal for a change set and the downloaded index. The session outlives the
   // object.
@@ -46,11 +46,11 @@ class Installation {
   // database may be changed then.
   bool isOpen() const { return isOpen_; }
 
-  // Names the backup in the journal if it can undo this installation: it holds a copy of
-  // every file that will be replaced, and all of it is on the disk. Call it before the
+  // Names the backup in the journal if there is one that can undo this installation: it holds a
+  // copy of every file that will be replaced, and all of it is on the disk. Call it before the
   // first file is replaced. When the backup cannot be synced or named, the installation is
   // closed, after a line in the log.
-  void protectBy(const std::string& backup);
+  void protect();
   bool isProtected() const { return protectedBy_.has_value(); }
 
   // Copies the downloaded index into its place, after all files, and returns what

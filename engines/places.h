@@ -13,6 +13,7 @@ struct Places {
   std::string download;  // where files are fetched: at first `temp`
   // The configured backup. Without one an engine takes no backup, or chooses a place.
   std::optional<std::string> backup;
+  std::optional<std::string> ownBackup = std::nullopt;  // that place; it goes with the run
 
   std::string installed(const std::string& name) const { return base + "/" + name; }
   std::string downloaded(const std::string& name) const { return download + "/" + name; }

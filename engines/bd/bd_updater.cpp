@@ -13,8 +13,7 @@
 #include "system/shell_word.h"
 
 int QX_BDUpdater::setValues(const EngineSettings& settings) {
-  const int result = session.open(settings, [&]() -> std::string {
-    backup.reset();
+  return session.open(settings, [&]() -> std::string {
     if (!fileExists(settings.tempPath) && mkdir(settings.tempPath, 0777) != 0) {
       writeLog(settings.log, "LOG: Error accessing temp dir %s (%s)\n", settings.tempPath,
                std::strerror(errno));
@@ -26,13 +25,6 @@ int QX_BDUpdater::setValues(const EngineSettings& settings) {
     return settings.wget() + " -o " + shellWord(session.wgetLog) +
            " --cache=off --server-response" + settings.proxySwitch() + settings.proxyLogin();
   });
-  if (session.places.backup) backup = backupPlace(*session.places.backup);
-  return result;
-}
-
-void QX_BDUpdater::DeallocMemory() {
-  session = Session(kBdFormat);
-  backup.reset();
 }
 
 int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned int size,

@@ -70,7 +70,7 @@ class QX_BDUpdater {
   }
 
   // Releases the configuration and takes the proxy out of the environment.
-  void DeallocMemory();
+  void DeallocMemory() { session = Session(kBdFormat); }
 
   // Makes the working directories, tries the servers in turn until one attempt completes,
   // and removes the directories. Returns 0 when an attempt completed, also when its
@@ -108,15 +108,15 @@ class QX_BDUpdater {
 
   // Copies the bases to the backup directory, in place of an older copy. Returns
   // the copy's status; negative when it could not be begun.
-  int GetCurrentAVBackup();
+  int GetCurrentAVBackup() { return takeBackup(session); }
 
   // Copies the backup over the bases. Returns the copy's status, -1 without a
   // backup directory.
-  int RevertCurrentBackup();
+  int RevertCurrentBackup() { return restoreBackup(session); }
 
   // Removes the backup directory. Returns the removal's status, 0 when there is
   // nothing to remove.
-  int DeleteCurrentBackup();
+  int DeleteCurrentBackup() { return removeBackup(session); }
 
   // Reads the entries of an index; DownCancelled ends the reading early. Returns
   // their number, or -1 when the file cannot be read; the list is then as it was.
@@ -150,6 +150,5 @@ class QX_BDUpdater {
   void undo(Installation& installation);
 
   Session session{kBdFormat};
-  std::optional<std::string> backup;  // its place; configured, or chosen by MakeDirs()
-  bool baseCreated = false;           // by this run: there is nothing to back up
+  bool baseCreated = false;  // by this run: there is nothing to back up
 };

@@ -78,7 +78,7 @@ int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
 bool QX_BDUpdater::backUp() {
   if (baseCreated) return true;
   writeLog(session.log, "LOG: Getting backup of current av database at %s\n",
-           session.places.backup.value_or(backup.value_or("")).c_str());
+           session.places.backup.value_or(session.places.ownBackup.value_or("")).c_str());
   if (GetCurrentAVBackup() >= 0) return true;
   session.reportError(std::string("Error installing AV Database!") +
                       (session.places.backup ? " Can not get AV Backup." : ""));
@@ -88,7 +88,7 @@ bool QX_BDUpdater::backUp() {
 // Without a journal nothing is changed, and the index counts as not installed.
 void QX_BDUpdater::install(const Attempt& attempt) {
   Installation installation(session, attempt.wanted);
-  if (!baseCreated) installation.protectBy(*backup);
+  if (!baseCreated) installation.protect();
   bool done = true;
   for (std::size_t i = 0; i < attempt.wanted.size() && installation.isOpen() && done; ++i)
     done = installFile(attempt.wanted[i]);
@@ -139,12 +139,14 @@ bool QX_BDUpdater::installIndex(const Attempt& attempt, Installation& installati
 void QX_BDUpdater::undo(Installation& installation) {
   if (installation.isProtected()) {
     if (!installation.rollBack())
-      writeLog(session.log, "LOG: Error restoring the database from %s\n", backup->c_str());
+      writeLog(session.log, "LOG: Error restoring the database from %s\n",
+               backupPlace(session.places)->c_str());
     return;
   }
   (void)installation.putIndexBack();
   // The next recovery would remove the files that come back now. Nothing is lost without
   // it: the next run compares the digest of each file with the index.
-  if (baseCreated && fileExists(*backup)) (void)installation.close();
-  if (baseCreated || !fileExists(*backup)) RevertCurrentBackup();
+  const bool hasBackup = fileExists(*backupPlace(session.places));
+  if (baseCreated && hasBackup) (void)installation.close();
+  if (baseCreated || !hasBackup) RevertCurrentBackup();
 }

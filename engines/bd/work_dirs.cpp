@@ -8,7 +8,6 @@
 
 #include "engines/bd/bd_updater.h"
 #include "system/command.h"
-#include "system/file_commands.h"
 #include "system/shell_word.h"
 
 namespace {
@@ -77,7 +76,7 @@ int QX_BDUpdater::MakeDirs() {
       rmdir(work->c_str());
       return kFailed;
     }
-    backup = place;
+    places.ownBackup = place;
   }
   if (makeDir(*work + "/Plugins")) return kDone;
   cannotMake(session.log, "dir", *work + "/Plugins");
@@ -87,23 +86,9 @@ int QX_BDUpdater::MakeDirs() {
 
 int QX_BDUpdater::RemoveDirs() {
   // The scanner's own cache does not belong into a backup.
-  if (backup) removeFile(*backup + "/Plugins/cache.000");
-  if (!session.places.backup && backup && !Installation::needs(session, *backup))
-    DeleteCurrentBackup();
+  if (const auto place = backupPlace(session.places)) removeFile(*place + "/Plugins/cache.000");
+  if (!session.places.backup && !Installation::needsBackup(session)) DeleteCurrentBackup();
   removeFile(session.wgetLog);
   if (!session.isOpen()) return kDone;
   return runInstallation("rm -rf " + shellWord(session.places.download));
-}
-
-int QX_BDUpdater::GetCurrentAVBackup() {
-  if (!backup || (fileExists(*backup) && removeTree(*backup) < 0)) return kFailed;
-  return takeBackup(session, *backup);
-}
-
-int QX_BDUpdater::RevertCurrentBackup() {
-  return backup ? restoreBackup(session, *backup) : kFailed;
-}
-
-int QX_BDUpdater::DeleteCurrentBackup() {
-  return backup && fileExists(*backup) ? removeTree(*backup) : kDone;
 }

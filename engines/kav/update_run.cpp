@@ -115,8 +115,7 @@ void QX_KAVUpdater::backUp(Installation& installation) const {
   if (!session.places.backup) return;
   writeLog(session.log, "KLOG: Getting backup of current av database at %s\n",
            session.places.backup->c_str());
-  const std::string place = backupPlace(*session.places.backup);
-  removeTree(place);
-  takeBackup(session, place);
-  installation.protectBy(place);
+  removeTree(*backupPlace(session.places));
+  takeBackup(session);
+  installation.protect();
 }
