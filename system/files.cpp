@@ -23,9 +23,28 @@ bool onDirectory(const std::string& directory, int (*call)(int)) {
   return done;
 }
 
+// A question may fail for a moment, and so may a read: both are tried twice.
 fs::file_type typeOf(const std::string& path) {
   std::error_code error;
-  return fs::symlink_status(path, error).type();
+  const fs::file_type type = fs::symlink_status(path, error).type();
+  return type != fs::file_type::none ? type : fs::symlink_status(path, error).type();
+}
+
+Comparison comparedOnce(const std::string& a, const std::string& b) {
+  const File first = openFile(a);
+  const File second = openFile(b);
+  if (first == nullptr || second == nullptr) return Comparison::Unreadable;
+  char ofFirst[16 * 1024];
+  char ofSecond[sizeof ofFirst];
+  bool isSame = true;
+  for (std::size_t length = 1; length > 0 && isSame;) {
+    length = std::fread(ofFirst, 1, sizeof ofFirst, first.get());
+    isSame = std::fread(ofSecond, 1, sizeof ofSecond, second.get()) == length &&
+             std::memcmp(ofFirst, ofSecond, length) == 0;
+  }
+  if (std::ferror(first.get()) != 0 || std::ferror(second.get()) != 0)
+    return Comparison::Unreadable;
+  return isSame ? Comparison::Same : Comparison::Different;
 }
 
 }  // namespace
@@ -60,15 +79,7 @@ bool isPipe(const std::string& path) {
   return fs::is_fifo(path, error);
 }
 
-bool isThere(const std::string& path) {
-  struct stat status = {};
-  // The question may fail for a moment: it is asked twice.
-  for (int tries = 2; tries > 0; --tries) {
-    if (lstat(path.c_str(), &status) == 0) return true;
-    if (errno == ENOENT || errno == ENOTDIR) return false;
-  }
-  return true;
-}
+bool isThere(const std::string& path) { return typeOf(path) != fs::file_type::not_found; }
 
 bool hasContents(const std::string& path) {
   struct stat status = {};
@@ -76,20 +87,8 @@ bool hasContents(const std::string& path) {
 }
 
 Comparison compared(const std::string& a, const std::string& b) {
-  const File first = openFile(a);
-  const File second = openFile(b);
-  if (first == nullptr || second == nullptr) return Comparison::Unreadable;
-  char ofFirst[16 * 1024];
-  char ofSecond[sizeof ofFirst];
-  bool isSame = true;
-  for (std::size_t length = 1; length > 0 && isSame;) {
-    length = std::fread(ofFirst, 1, sizeof ofFirst, first.get());
-    isSame = std::fread(ofSecond, 1, sizeof ofSecond, second.get()) == length &&
-             std::memcmp(ofFirst, ofSecond, length) == 0;
-  }
-  if (std::ferror(first.get()) != 0 || std::ferror(second.get()) != 0)
-    return Comparison::Unreadable;
-  return isSame ? Comparison::Same : Comparison::Different;
+  const Comparison comparison = comparedOnce(a, b);
+  return comparison != Comparison::Unreadable ? comparison : comparedOnce(a, b);
 }
 
 bool isSameEntry(const std::string& a, const std::string& b) {

@@ -1,4 +1,7 @@
 // Opens files, answers questions about the file system, removes entries, and syncs.
+//
+// A call may fail for a moment. So isThere(), the types of an entry and the comparisons try
+// twice: when they fail, asking them once more is no use.
 #pragma once
 
 #include <cstdio>
