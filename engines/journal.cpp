@@ -43,7 +43,7 @@ Installation::Installation(const Session& session, const std::vector<Wanted>& wa
 }
 
 // Writes the journal. Returns null, or the reason why that failed.
-const char* Installation::write(const std::vector<Wanted>& wanted) const {
+const char* Installation::write(const std::vector<Wanted>& wanted) {
   if (isDirectory(installed_)) return "the index is a directory";
   if (!discard(folder_) || mkdir(folder_.c_str(), 0755) != 0) return std::strerror(errno);
   const auto copy = [this](const std::string& from, const char* to) {
@@ -52,25 +52,25 @@ const char* Installation::write(const std::vector<Wanted>& wanted) const {
   };
   if (!copy(downloaded_, "coming")) return "the new index could not be copied";
   // An installed index that cannot be read counts as none. Otherwise it would keep a good
-  // index out for ever. A read may fail for a moment: it is tried twice.
-  if (isThere(installed_) && !copy(installed_, "before") && !copy(installed_, "before") &&
+  // index out for ever.
+  if (isThere(installed_) && !copy(installed_, "before") &&
       (canBeRead(installed_) || !removeFile(part("before"))))
     return "the index could not be copied";
 
   const std::string suffix = session_.format->suffix;
-  std::string list;
-  const auto add = [&list](const std::string& name, bool wasThere) {
-    list += (wasThere ? kReplaced : kCreated) + name + "\n";
+  const auto add = [this](const std::string& name) {
+    paths_.push_back({name, !isThere(path(name))});
   };
   for (const Wanted& file : wanted) {
-    const std::string installed = file.name.substr(0, file.name.rfind(suffix));
-    add(file.name, isThere(path(file.name)));
-    if (!suffix.empty()) add(installed, isThere(path(installed)));
+    add(file.name);
+    if (!suffix.empty()) add(file.name.substr(0, file.name.rfind(suffix)));
   }
   // An index that does not change is not listed, so that it proves nothing later.
   const bool hasBefore = isThere(part("before"));
   if (!hasBefore || compared(part("before"), part("coming")) == Comparison::Different)
-    add(index_, hasBefore);
+    paths_.push_back({index_, !hasBefore});
+  std::string list;
+  for (const Path& path : paths_) list += (path.created ? kCreated : kReplaced) + path.name + "\n";
   return writePart("paths", list + kEnd + "\n") ? nullptr : std::strerror(errno);
 }
 
@@ -85,41 +85,32 @@ bool Installation::writePart(const char* name, const std::string& text) const {
          std::rename(made.c_str(), part(name).c_str()) == 0 && syncDirectory(folder_);
 }
 
-// Calls a function for each path until it returns false. Returns true when it never did and
-// the list is complete.
-bool Installation::eachPath(const UsePath& use) const {
+// Reads the list. A journal is complete and names only paths of the database.
+Installation::Found Installation::read() {
   LineReader reader(part("paths"), kPathLimit);
-  std::string line;
-  while (reader.next(line)) {
-    if (line == kEnd) return true;
-    const bool created = line.rfind(kCreated, 0) == 0;
-    if (!created && line.rfind(kReplaced, 0) != 0) return false;
-    if (!use(created, line.substr(line.find(' ') + 1))) return false;
-  }
-  return false;
-}
-
-// Whether the journal is complete and names only paths of the database.
-bool Installation::isSound() const {
   bool hadIndex = true;
-  const auto isPath = [&](bool created, const std::string& name) {
+  std::string line;
+  while (reader.next(line) && line != kEnd) {
+    const bool created = line.rfind(kCreated, 0) == 0;
+    const std::string name = line.substr(line.find(' ') + 1);
+    const bool isPath = name == index_ || (!name.empty() && isSafeName(name, index_));
+    if (!isPath || (!created && line.rfind(kReplaced, 0) != 0)) break;
     if (name == index_) hadIndex = !created;
-    return name == index_ || (!name.empty() && isSafeName(name, index_));
-  };
-  return isDirectory(folder_) && eachPath(isPath) && isRegularFile(part("coming")) &&
-         isRegularFile(part("before")) == hadIndex;
+    paths_.push_back({name, created});
+  }
+  if (reader.failed() && isRegularFile(part("paths"))) return Found::Unreadable;
+  return line == kEnd && isDirectory(folder_) && isRegularFile(part("coming")) &&
+                 isRegularFile(part("before")) == hadIndex
+             ? Found::Journal
+             : Found::Other;
 }
 
 // Whether the index in the database is the coming one. An index that does not change proves
 // nothing.
 bool Installation::hasArrived() const {
-  bool changes = false;
-  const auto isIndex = [&](bool /*created*/, const std::string& name) {
-    if (name == index_) changes = true;
-    return true;
-  };
-  (void)eachPath(isIndex);
-  return changes && hasSameContents(part("coming"), installed_);
+  return std::any_of(paths_.begin(), paths_.end(),
+                     [this](const Path& path) { return path.name == index_; }) &&
+         hasSameContents(part("coming"), installed_);
 }
 
 std::optional<std::string> Installation::backup() const {
@@ -136,11 +127,10 @@ bool Installation::needsBackup(const Session& session) {
 }
 
 int Installation::recover(const Session& session) {
-  const Installation left(session);
-  const std::string paths = left.part("paths");
+  Installation left(session);
   const std::optional<std::string> backup = left.backup();
   const bool isOwn = backup && isOwnBackup(session, *backup);
-  if (!isThere(paths) && (isDirectory(left.folder_) || !isThere(left.folder_))) {
+  if (!isThere(left.part("paths")) && (isDirectory(left.folder_) || !isThere(left.folder_))) {
     // A kill may have come when the installation was closed.
     if (isOwn) removeTree(*backup);
     (void)discard(left.folder_);
@@ -149,15 +139,14 @@ int Installation::recover(const Session& session) {
   const auto tell = [&](const char* what) {
     writeLog(session.log, "%s%s in %s\n", session.format->prefix, what, left.base_.c_str());
   };
-  bool done = true;
-  // A read may fail for a moment, and a dropped journal is lost: the question is asked twice.
-  if (!left.isSound() && !left.isSound()) {
-    done = canBeRead(paths) || !isThere(paths) || isDirectory(paths) || isPipe(paths);
-    if (done) tell("Invalid journal dropped");
-  } else if (left.hasArrived()) {
+  const Found found = left.read();
+  bool done = found != Found::Unreadable;
+  if (found == Found::Other) {
+    tell("Invalid journal dropped");
+  } else if (done && left.hasArrived()) {
     // cp sets permissions last. A kill may have come before that.
     takeMode(left.part("coming"), left.installed_);
-  } else {
+  } else if (done) {
     const Restored restored = left.undo(backup);
     done = restored != Restored::Not;
     if (restored == Restored::All) tell("Unfinished installation undone");
@@ -191,17 +180,12 @@ bool Installation::isRestored(const std::string& name, bool is) const {
 
 void Installation::protect() {
   const std::optional<std::string> backup = backupPlace(session_.places);
-  const auto isHeld = [&] {
-    return eachPath([&](bool created, const std::string& name) {
-      return created || isSameEntry(*backup + "/" + name, path(name));
-    });
+  const auto isHeld = [&](const Path& file) {
+    return file.created || isSameEntry(*backup + "/" + file.name, path(file.name));
   };
-  // A read may fail for a moment: the question is asked twice.
-  if (!isOpen_ || !backup || (!isHeld() && !isHeld())) return;
-  if (syncFileSystem(*backup) && writePart("backup", *backup))
-    protectedBy_ = backup;
-  else
-    giveUp(std::strerror(errno));
+  if (!isOpen_ || !backup || !std::all_of(paths_.begin(), paths_.end(), isHeld)) return;
+  isProtected_ = syncFileSystem(*backup) && writePart("backup", *backup);
+  if (!isProtected_) giveUp(std::strerror(errno));
 }
 
 // No file has been written yet.
@@ -231,8 +215,9 @@ bool Installation::putIndexBack() const {
 }
 
 bool Installation::removeCreated() const {
-  return eachPath([this](bool created, const std::string& name) {
-    return !created || isDirectory(path(name)) || isRestored(name, removeFile(path(name)));
+  return std::all_of(paths_.begin(), paths_.end(), [this](const Path& file) {
+    const std::string created = path(file.name);
+    return !file.created || isDirectory(created) || isRestored(file.name, removeFile(created));
   });
 }
 
@@ -241,40 +226,38 @@ bool Installation::removeCreated() const {
 Installation::Restored Installation::copyBack(const std::string& backup) const {
   Restored restored = Restored::All;
   std::error_code error;
-  const bool listed = eachPath([&](bool created, const std::string& name) {
+  for (const auto& [name, created] : paths_) {
     const std::string copy = backup + "/" + name;
-    if (created || name == index_) return true;
+    if (created || name == index_) continue;
     if (backup.empty() || !isThere(copy) || fs::equivalent(copy, path(name), error)) {
       restored = std::max(restored, Restored::InPart);
-      return true;
+      continue;
     }
     // cp would empty the file before it finds that the copy cannot be read.
     if (!isSameEntry(copy, path(name)) && (isSymbolicLink(copy) || isPipe(copy) || canBeRead(copy)))
       copyEntry(copy, path(name));
     takeMode(copy, path(name));
     if (!isRestored(name, isSameEntry(copy, path(name)))) restored = Restored::Not;
-    return true;
-  });
-  return listed ? restored : Restored::Not;
+  }
+  return restored;
 }
 
 bool Installation::rollBack() const {
-  if (!isRestored(index_, putIndexBack()) || copyBack(protectedBy_.value_or("")) != Restored::All ||
-      !sync())
+  if (!isRestored(index_, putIndexBack()) || !isProtected_ ||
+      copyBack(*backupPlace(session_.places)) != Restored::All || !sync())
     return false;
-  const bool hasAdded = !eachPath(
-      [this](bool created, const std::string& name) { return !created || !isThere(path(name)); });
-  return hasAdded || close();
+  return std::any_of(
+             paths_.begin(), paths_.end(),
+             [this](const Path& file) { return file.created && isThere(path(file.name)); }) ||
+         close();
 }
 
 // A folder of the database may lie on another file system, and so may a linked index.
 bool Installation::sync() const {
   std::error_code error;
   std::set<std::string> folders{base_, fs::weakly_canonical(installed_, error).parent_path()};
-  (void)eachPath([&](bool /*created*/, const std::string& name) {
-    folders.insert(path(name).substr(0, path(name).rfind('/')));
-    return true;
-  });
+  for (const Path& file : paths_)
+    folders.insert(path(file.name).substr(0, path(file.name).rfind('/')));
   return std::all_of(folders.begin(), folders.end(), [&](const std::string& folder) {
     return !fs::is_directory(folder, error) || syncFileSystem(folder);
   });

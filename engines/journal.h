@@ -51,7 +51,7 @@ class Installation {
   // first file is replaced. When the backup cannot be synced or named, the installation is
   // closed, after a line in the log.
   void protect();
-  bool isProtected() const { return protectedBy_.has_value(); }
+  bool isProtected() const { return isProtected_; }
 
   // Copies the downloaded index into its place, after all files, and returns what
   // system() does for that copy. The installation is complete when the copy has the
@@ -75,18 +75,21 @@ class Installation {
   bool close() const;
 
  private:
+  enum class Found { Journal, Other, Unreadable };
   enum class Restored { All, InPart, Not };  // InPart: files without a copy stayed
-  using UsePath = std::function<bool(bool created, const std::string& name)>;
+  struct Path {
+    std::string name;
+    bool created;
+  };
 
   explicit Installation(const Session& session) : session_(session) {}
   std::string part(const char* name) const { return folder_ + "/" + name; }
   std::string path(const std::string& name) const { return session_.places.installed(name); }
 
-  const char* write(const std::vector<Wanted>& wanted) const;
+  const char* write(const std::vector<Wanted>& wanted);
   void giveUp(const char* reason);
   bool writePart(const char* name, const std::string& text) const;
-  bool eachPath(const UsePath& use) const;
-  bool isSound() const;
+  Found read();
   bool hasArrived() const;
   std::optional<std::string> backup() const;
   Restored undo(const std::optional<std::string>& backup) const;
@@ -101,7 +104,8 @@ class Installation {
   const std::string installed_ = session_.places.installed(index_);  // path of the installed index
   const std::string downloaded_ = session_.places.downloaded(index_);  // path of the one that comes
   const std::string folder_ = session_.places.installed(journalName(index_));
-  std::optional<std::string> protectedBy_;
+  std::vector<Path> paths_;  // as the journal lists them
   bool isOpen_ = false;
+  bool isProtected_ = false;
   bool isComplete_ = false;
 };
