@@ -66,20 +66,16 @@ int QX_BDUpdater::MakeDirs() {
   if (!makeDir(*work)) return cannotMake(session.log, "temp download dir", *work);
   places.download = *work;
 
-  if (!places.backup) {
-    // The backup lies beside the working directory, not in it: it survives an accident to
-    // the downloads.
-    const std::optional<std::string> place = freeName(places.temp, kBdFormat.ownBackup);
-    if (!place) {
-      writeLog(session.log, "LOG: To many back dir at %s. Delete unused and retry again\n",
-               work->c_str());
-      rmdir(work->c_str());
-      return kFailed;
-    }
-    places.ownBackup = place;
-  }
-  if (makeDir(*work + "/Plugins")) return kDone;
-  cannotMake(session.log, "dir", *work + "/Plugins");
+  // This backup lies beside the working directory, not in it: it survives an accident to the
+  // downloads.
+  if (!places.backup) places.ownBackup = freeName(places.temp, kBdFormat.ownBackup);
+  if (!backupPlace(places))
+    writeLog(session.log, "LOG: To many back dir at %s. Delete unused and retry again\n",
+             work->c_str());
+  else if (makeDir(*work + "/Plugins"))
+    return kDone;
+  else
+    cannotMake(session.log, "dir", *work + "/Plugins");
   rmdir(work->c_str());
   return kFailed;
 }
