@@ -35,15 +35,14 @@ int Attempt::endUpToDate() const {
 // that cannot be read is not an empty one.
 bool Attempt::wantsIndex() const {
   if (hasSameContents(downloadedIndex, installedIndex)) return false;
-  std::vector<std::string> coming;
+  std::set<std::string> coming;
   for (const Wanted& file : session.format->read(downloadedIndex).value_or(std::vector<Wanted>()))
-    coming.push_back(normalisedName(file.name));
-  std::sort(coming.begin(), coming.end());
+    coming.insert(normalisedName(file.name));
   const auto installed = session.format->read(installedIndex);
   if (coming.empty() || DownCancelled) return false;
   if (!installed) return !isThere(installedIndex);
   return std::all_of(installed->begin(), installed->end(), [&coming](const Wanted& file) {
-    return std::binary_search(coming.begin(), coming.end(), normalisedName(file.name));
+    return coming.count(normalisedName(file.name)) != 0;
   });
 }
 
