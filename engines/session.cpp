@@ -86,20 +86,20 @@ bool Session::tell(ProgressEvent event, const char* text, bool withBytes) const 
                                          withBytes ? doneBytes : 0, callbackData) != ProgressCancel;
 }
 
-Transfer Session::transferOf(const char* server, const char* file) const {
-  const std::string target = places.downloaded(file);
+std::string Session::commandFor(const char* server, const char* file) const {
   const std::string address = server + (std::string("/") + file);
-  return {wget + " " + shellWord(address) + " -O " + shellWord(target), target, nullptr};
+  return wget + " " + shellWord(address) + " -O " + shellWord(places.downloaded(file));
 }
 
 int Session::fetch(const char* file, std::int32_t size, bool notify, const Transfer& transfer) {
   const auto goesOn = [&](ProgressEvent event) { return !notify || tell(event, file, true); };
   if (!goesOn(ProgressFileStarted)) return kCancelled;
-  removeFile(transfer.target);
+  const std::string target = places.downloaded(file);
+  removeFile(target);
   removeFile(wgetLog);
   const bool succeeded = !transfer.command.empty() && runDownload(transfer.command);
   if (DownCancelled) return kCancelled;
-  const int result = transfer.judge(succeeded);
+  const int result = transfer.judge(target, succeeded);
   if (result != kDone) return result;
   doneBytes = addBytes(doneBytes, size);
   return goesOn(ProgressFileBytes) && goesOn(ProgressFileDone) ? kDone : kCancelled;

@@ -65,11 +65,10 @@ class ExportedProxy {
 // How one file is fetched.
 struct Transfer {
   std::string command;  // fetches the file; empty when that is not possible
-  std::string target;   // the path that the command writes to
 
-  // Judges the file after the command has ended; `succeeded` means with status 0. Returns
-  // kDone or a negative result. It is not asked after a cancel.
-  std::function<int(bool succeeded)> judge;
+  // Judges what came at the path `target` after the command has ended; `succeeded` means with
+  // status 0. Returns kDone or a negative result. It is not asked after a cancel.
+  std::function<int(const std::string& target, bool succeeded)> judge;
 };
 
 // Owns copies of the settings. Borrows the log and the watcher's user pointer. A session
@@ -103,11 +102,11 @@ class Session {
   // Sends ProgressError. The answer does not matter.
   void reportError(const std::string& text) const { (void)tell(ProgressError, text.c_str()); }
 
-  // The transfer of SERVER/FILE into the download directory, with the command `wget` ADDRESS
-  // -O TARGET. The engine adds the rest of its command and its judgement. No step makes folders: a
+  // The command that fetches SERVER/FILE into the download directory: `wget` ADDRESS -O
+  // TARGET. The engine may add the rest of its command. No step makes folders: a
   // name with a folder can be fetched and installed only where the engine has made that folder in
   // both directories.
-  Transfer transferOf(const char* server, const char* file) const;
+  std::string commandFor(const char* server, const char* file) const;
 
   // Fetches one file. With `notify` the watcher hears of it before the transfer, and twice
   // after the file was counted with its listed size. Target and wgetLog are removed first: the

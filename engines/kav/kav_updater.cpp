@@ -38,14 +38,12 @@ int QX_KAVUpdater::DownloadFile(const char* file, const char* server, std::int32
 // wget leaves an empty file when the server does not have the file. A file that is missing
 // after status 0 is no failure here: the next reader of the file notices it.
 Transfer QX_KAVUpdater::transfer(const char* file, const char* server) const {
-  Transfer transfer = session.transferOf(server, file);
-  transfer.command += " > /dev/null 2>&1";
+  const std::string command = session.commandFor(server, file) + " > /dev/null 2>&1";
   // A cut command would write to another path.
-  if (transfer.command.size() > kCommandMax) transfer.command.clear();
-  transfer.judge = [target = transfer.target](bool succeeded) {
-    return succeeded && (hasContents(target) || !fileExists(target)) ? kDone : kFailed;
-  };
-  return transfer;
+  return {command.size() <= kCommandMax ? command : "",
+          [](const std::string& target, bool succeeded) {
+            return succeeded && (hasContents(target) || !fileExists(target)) ? kDone : kFailed;
+          }};
 }
 
 int QX_KAVUpdater::GetDownloadList(const char* path, std::vector<std::string>& list) {
