@@ -45,22 +45,26 @@ bool NameJudge::reachesGuarded(const std::string& name) {
   return false;
 }
 
-FetchEnd fetchAll(Session& session, const std::vector<Wanted>& wanted,
-                  const std::function<int(const Wanted&)>& fetchOne) {
-  FetchEnd end{kDone, nullptr};
+int fetchAll(Session& session, const std::vector<Wanted>& wanted,
+             const std::function<Transfer(const Wanted&)>& transferOf) {
+  const EngineFormat& format = *session.format;
+  int result = kDone;
   session.totalBytes = totalSize(wanted);
   session.doneBytes = 0;
   for (const Wanted& file : wanted) {
-    if (session.format->stopsBetweenFiles && DownCancelled) break;
-    writeLog(session.log, "%sDownloading file %s", session.format->prefix, file.name.c_str());
-    const int result = fetchOne(file);
+    if (result != kDone || (format.stopsBetweenFiles && DownCancelled)) break;
+    writeLog(session.log, "%sDownloading file %s", format.prefix, file.name.c_str());
+    result = session.fetch(file.name.c_str(), file.size, true, transferOf(file));
+    const bool isWrong = result == kDone && *format.suffix == '\0' &&
+                         format.proofOf(session.places.downloaded(file.name)) != file.proof;
+    if (isWrong) result = kFailed;
     writeLog(session.log, result == kDone        ? " done!\n"
                           : result == kCancelled ? " cancelled!\n"
                                                  : " error!\n");
-    if (result == kDone) continue;
-    end = {result, &file};
-    break;
+    if (isWrong)
+      writeLog(session.log, "%sSignature mismatch in downloaded file(%s)\n", format.prefix,
+               file.name.c_str());
   }
   session.totalBytes = session.doneBytes = 0;
-  return end;
+  return result;
 }

@@ -33,15 +33,10 @@ class NameJudge {
   std::set<std::string> known_;  // folders that reach no guarded place
 };
 
-// How the downloads of a change set ended.
-struct FetchEnd {
-  int result;            // kDone, kCancelled, or the negative result of `failed`
-  const Wanted* failed;  // the file that ended them; null after kDone
-};
-
-// Downloads a change set in its order and writes a line to the log for each file. `fetchOne`
-// fetches a file with Session::fetch() and returns its result, or a negative one when what
-// came is wrong. The session counts the bytes of the set meanwhile; afterwards its counters
-// are 0.
-[[nodiscard]] FetchEnd fetchAll(Session& session, const std::vector<Wanted>& wanted,
-                                const std::function<int(const Wanted&)>& fetchOne);
+// Downloads a change set in its order with Session::fetch(), up to the first file that cannot
+// be fetched, and writes a line to the log for each file. A file of a format without a suffix
+// must also have the proof that the index lists. The session counts the bytes of the set
+// meanwhile; afterwards its counters are 0. Returns kDone, kCancelled, or a negative result:
+// it is that of the file for which `transferOf` was asked last.
+[[nodiscard]] int fetchAll(Session& session, const std::vector<Wanted>& wanted,
+                           const std::function<Transfer(const Wanted&)>& transferOf);

@@ -65,12 +65,13 @@ int QX_BDUpdater::findChanges(Attempt& attempt) {
 // Returns kDone when all files are there, kCancelled, or a negative result.
 int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
   const std::string directory = attempt.server + std::string("/avx");
-  const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) {
-    return DownloadFile(directory.c_str(), file.name.c_str(), static_cast<unsigned int>(file.size),
-                        true);
+  std::string last;
+  const int result = fetchAll(session, attempt.wanted, [&](const Wanted& file) {
+    last = file.name;
+    return transfer(directory.c_str(), file.name.c_str(), false);
   });
-  if (end.result < 0) session.reportError("Error downloading " + end.failed->name);
-  return end.result;
+  if (result < 0) session.reportError("Error downloading " + last);
+  return result;
 }
 
 // Returns whether the installation may go on. A database that this run has made needs no

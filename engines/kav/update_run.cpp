@@ -8,8 +8,6 @@
 #include "engines/kav/kav_updater.h"
 #include "system/file_commands.h"
 
-constexpr int kMismatch = -2;  // a download without the listed signature
-
 int QX_KAVUpdater::update() {
   if (!arePlacesApart(session.places, kKavFormat.prefix, session.log)) return kFailed;
   mkdir(session.places.temp.c_str(), 0755);
@@ -72,15 +70,10 @@ int QX_KAVUpdater::findChanges(Attempt& attempt, std::vector<std::string>& dropp
 
 // Returns kDone when all files are there, kCancelled, or kFailed.
 int QX_KAVUpdater::downloadFiles(const Attempt& attempt) {
-  const FetchEnd end = fetchAll(session, attempt.wanted, [&](const Wanted& file) -> int {
-    const int result = DownloadFile(file.name.c_str(), attempt.server, file.size, 1);
-    if (result != kDone) return result;
-    return signatureLine(session.places.downloaded(file.name)) == file.proof ? kDone : kMismatch;
+  const int result = fetchAll(session, attempt.wanted, [&](const Wanted& file) {
+    return transfer(file.name.c_str(), attempt.server);
   });
-  if (end.result == kMismatch)
-    writeLog(session.log, "KLOG: Signature mismatch in downloaded file(%s)\n",
-             end.failed->name.c_str());
-  if (end.result >= 0) return end.result;
+  if (result >= 0) return result;
   return session.tell(ProgressError, attempt.server) ? kFailed : kCancelled;
 }
 
