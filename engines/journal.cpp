@@ -88,29 +88,20 @@ bool Installation::writePart(const char* name, const std::string& text) const {
 // Reads the list. A journal is complete and names only paths of the database.
 Installation::Found Installation::read() {
   LineReader reader(part("paths"), kPathLimit);
-  bool hadIndex = true;
   std::string line;
   while (reader.next(line) && line != kEnd) {
     const bool created = line.rfind(kCreated, 0) == 0;
     const std::string name = line.substr(line.find(' ') + 1);
     const bool isPath = name == index_ || (!name.empty() && isSafeName(name, index_));
     if (!isPath || (!created && line.rfind(kReplaced, 0) != 0)) break;
-    if (name == index_) hadIndex = !created;
     paths_.push_back({name, created});
   }
   if (reader.failed() && isRegularFile(part("paths"))) return Found::Unreadable;
+  const bool hadIndex = !changesIndex() || !paths_.back().created;
   return line == kEnd && isDirectory(folder_) && isRegularFile(part("coming")) &&
                  isRegularFile(part("before")) == hadIndex
              ? Found::Journal
              : Found::Other;
-}
-
-// Whether the index in the database is the coming one. An index that does not change proves
-// nothing.
-bool Installation::hasArrived() const {
-  return std::any_of(paths_.begin(), paths_.end(),
-                     [this](const Path& path) { return path.name == index_; }) &&
-         hasSameContents(part("coming"), installed_);
 }
 
 std::optional<std::string> Installation::backup() const {
@@ -143,8 +134,9 @@ int Installation::recover(const Session& session) {
   bool done = found != Found::Unreadable;
   if (found == Found::Other) {
     tell("Invalid journal dropped");
-  } else if (done && left.hasArrived()) {
-    // cp sets permissions last. A kill may have come before that.
+  } else if (done && left.changesIndex() && hasSameContents(left.part("coming"), left.installed_)) {
+    // It has arrived; an index that does not change would prove nothing. cp sets permissions
+    // last. A kill may have come before that.
     takeMode(left.part("coming"), left.installed_);
   } else if (done) {
     const Restored restored = left.undo(backup);
@@ -162,8 +154,10 @@ int Installation::recover(const Session& session) {
 // Files that were created go first: that makes space for the index. A backup with another
 // index is not used, because somebody has copied a later database to its place.
 Installation::Restored Installation::undo(const std::optional<std::string>& backup) const {
-  if (!removeCreated() || !isRestored(index_, putIndexBack()) ||
-      (!backup && hasContents(part("backup"))))
+  for (const auto& [name, created] : paths_)
+    if (created && !isDirectory(path(name)) && !isRestored(name, removeFile(path(name))))
+      return Restored::Not;
+  if (!isRestored(index_, putIndexBack()) || (!backup && hasContents(part("backup"))))
     return Restored::Not;
   const bool counts = backup &&
                       (isOwnBackup(session_, *backup) || isConfiguredBackup(session_, *backup)) &&
@@ -212,13 +206,6 @@ bool Installation::putIndexBack() const {
   if (!hasSameContents(before, installed_) && canBeRead(before)) (void)copyFile(before, installed_);
   takeMode(before, installed_);
   return hasSameContents(before, installed_) && sync();
-}
-
-bool Installation::removeCreated() const {
-  return std::all_of(paths_.begin(), paths_.end(), [this](const Path& file) {
-    const std::string created = path(file.name);
-    return !file.created || isDirectory(created) || isRestored(file.name, removeFile(created));
-  });
 }
 
 // Where a folder of the database is a link, the backup leads to the same file. That is no

@@ -4,8 +4,8 @@
 // The journal is a folder ".NAME.journal" beside the index NAME:
 //
 //   paths    a line for each path that the installation writes: "created NAME" when
-//            nothing was there before, "replaced NAME" otherwise. The index is among them
-//            when it changes. The last line is "end"
+//            nothing was there before, "replaced NAME" otherwise. The index is the last of
+//            them, if it changes. The last line is "end"
 //   before   the index of before, unless there was none
 //   coming   the index that is to be installed
 //   backup   the directory that holds a copy of every replaced file; written once the
@@ -90,11 +90,10 @@ class Installation {
   void giveUp(const char* reason);
   bool writePart(const char* name, const std::string& text) const;
   Found read();
-  bool hasArrived() const;
+  bool changesIndex() const { return !paths_.empty() && paths_.back().name == index_; }
   std::optional<std::string> backup() const;
   Restored undo(const std::optional<std::string>& backup) const;
   bool isRestored(const std::string& name, bool is) const;
-  bool removeCreated() const;
   Restored copyBack(const std::string& backup) const;
   bool sync() const;
 
