@@ -177,7 +177,10 @@ void Installation::protect() {
   const auto isHeld = [&](const Path& file) {
     return file.created || isSameEntry(*backup + "/" + file.name, path(file.name));
   };
-  if (!isOpen_ || !backup || !std::all_of(paths_.begin(), paths_.end(), isHeld)) return;
+  // A backup that could not be made holds nothing, also where nothing is to be replaced.
+  if (!isOpen_ || !backup || !isThere(*backup) ||
+      !std::all_of(paths_.begin(), paths_.end(), isHeld))
+    return;
   isProtected_ = syncFileSystem(*backup) && writePart("backup", *backup);
   if (!isProtected_) giveUp(std::strerror(errno));
 }
