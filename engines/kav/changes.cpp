@@ -23,18 +23,17 @@ std::vector<Fields> namedEntries(const std::vector<std::string>& entries) {
   return named;
 }
 
-// The signature of a file in the installed index, compared with the downloaded one. A file
-// that is not listed there is not different.
-enum class Listed { NotDifferent, Different, Unsigned, Cancelled };
-
-Listed compareListed(const std::vector<Fields>& installed, const Fields& file) {
+// Whether the installed index lists a file with another signature than the downloaded one. A
+// file that is not listed there is not different. Nothing when it is listed without a
+// signature. After a cancel the answer means nothing.
+std::optional<bool> isListedDifferent(const std::vector<Fields>& installed, const Fields& file) {
   for (const Fields& entry : installed) {
     const bool isListed = entry.name == file.name;
-    if (isListed && !entry.signature) return Listed::Unsigned;
-    if (isListed && *entry.signature != *file.signature) return Listed::Different;
-    if (DownCancelled) return Listed::Cancelled;
+    if (isListed && !entry.signature) return std::nullopt;
+    if (isListed && *entry.signature != *file.signature) return true;
+    if (DownCancelled) break;
   }
-  return Listed::NotDifferent;
+  return false;
 }
 
 }  // namespace
@@ -65,11 +64,10 @@ int findWantedByKlb(const Session& session, const char* downloaded, const char* 
     const Wanted file{std::string(entry.name.text()), std::string(*entry.signature), entry.size};
     const std::string local = session.places.installed(file.name);
     const bool isPresent = fileExists(local);
-    const Listed old = isPresent ? compareListed(installedEntries, entry) : Listed::Different;
-    if (old == Listed::Unsigned) return kFailed;
-    if (old == Listed::Cancelled) return kCancelled;
-    const bool isWanted = isPresent && installed == nullptr ? signatureLine(local) != file.proof
-                                                            : old == Listed::Different;
+    const auto isDifferent = isPresent ? isListedDifferent(installedEntries, entry) : true;
+    if (!isDifferent) return kFailed;
+    const bool isWanted =
+        isPresent && installed == nullptr ? signatureLine(local) != file.proof : *isDifferent;
     if (isWanted) wanted.push_back(file);
     if (isPresent && DownCancelled && (installed != nullptr || !isWanted)) return kCancelled;
   }
