@@ -23,7 +23,21 @@ class QX_AVUpdateExceptions {
   int type() const { return code_; }
 
   // Returns the message without a line end. The text is a constant; nobody frees it.
-  const char* detail() const;
+  const char* detail() const {
+    static constexpr const char* kMessages[] = {
+        "none",
+        "Unknow qxav installation",
+        "Update operation already locked",
+        "Can not lock update",
+        "Update lock not acquired",
+        "Invalid AV database path",
+        "Invalid temp path",
+        "Invalid proxy server settings",
+        "Invalid proxy server authrasiation parameters",
+        "Invalid update server",
+    };
+    return kMessages[code_];
+  }
 
  private:
   std::int32_t code_;
