@@ -11,7 +11,7 @@ std::optional<std::string> backupPlace(const Places& places);
 
 // Copies the database to the place of the backup, without a journal and in place of an older
 // copy. Returns cp's status as system() does; negative also when there is no place, or when
-// the older copy could not be removed.
+// the removal of the older copy could not be run.
 int takeBackup(const Session& session);
 
 // Copies the visible entries of the backup over the database. Returns cp's status; -1 when

@@ -23,7 +23,8 @@ struct EngineFormat {
   const char* index;   // the index's name, beside the bases and on a server
 
   // Behind the names of a change set: files come compressed, are copied into the database
-  // under that name and lose it when they are decompressed there. Empty when they do not.
+  // under that name and lose it when they are decompressed there. Empty when they do not;
+  // fetchAll() then judges the proof of each.
   const char* suffix;
 
   // The backup that the engine makes by itself when none is configured: its name below
