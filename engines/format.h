@@ -9,7 +9,8 @@
 #include <vector>
 
 // A file that an index lists, or that an update wants: its name on the server and in the
-// database, what proves it (signature or digest), and its listed size in bytes.
+// database, what proves it (signature or digest), and its listed size in bytes. An index may
+// list a name twice.
 struct Wanted {
   std::string name;
   std::string proof;

@@ -49,7 +49,7 @@ class Installation {
   // Names the backup in the journal if there is one that can undo this installation: it holds a
   // copy of every file that will be replaced, and all of it is on the disk. Call it before the
   // first file is replaced. When the backup cannot be synced or named, the installation is
-  // closed, after a line in the log.
+  // closed, after a line in the log. A backup that lacks a file only leaves isProtected() false.
   void protect();
   bool isProtected() const { return isProtected_; }
 
@@ -65,9 +65,10 @@ class Installation {
   // whether that is so on the disk.
   bool putIndexBack() const;
 
-  // Undoes the installation, also its index, but keeps files that it has added. It is closed when
-  // there are none; otherwise the next recovery removes them. Returns false when something could
-  // not be brought back.
+  // Undoes the installation, also its index, but keeps the files that it has added. If it has added
+  // none, it is closed; otherwise it stays open, and the next recovery removes them. Returns false
+  // when something could not be brought back. A new engine calls recover() instead, which removes
+  // added files at once.
   [[nodiscard]] bool rollBack() const;
 
   // Closes an installation whose files are one version. Returns whether they are on the

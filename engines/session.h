@@ -2,7 +2,8 @@
 //
 // A new engine holds one Session. It opens the session with the settings and lets the caller
 // watch. For each server it makes an Attempt (attempt.h). It owns the temp directory: it
-// makes a missing one before the run and removes its downloads after it. Session::fetch()
+// makes a missing one before the run and removes its downloads after it. Downloads of a run that
+// was killed stay there until one of their name comes. Session::fetch()
 // sends the events of a file, so the engine calls it with `notify` for the files of a change
 // set, and without for the index.
 #pragma once
@@ -42,7 +43,8 @@ struct EngineSettings {
   std::string proxyAddress(const EngineFormat& format) const;
 
   // The beginning of every download command, with the number of tries (2 to 5, otherwise
-  // 3) and the seconds to wait (at least 5).
+  // 3) and the seconds to wait (at least 5). proxySwitch() and proxyLogin() are not in it. wget
+  // writes its messages to standard error: append kQuietly, or "-o" and wgetLog.
   std::string wget() const;
 
   // wget's option that turns the proxy on or off. It begins with a blank.

@@ -4,7 +4,8 @@
 #include "system/files.h"
 
 // Reads the lines of a file. From a line that is longer than the limit it gives the first
-// `limit` characters, and the reading ends there. A NUL in a line ends that line.
+// `limit` characters, and the reading ends there: failed() does not tell this. A NUL in a line
+// ends that line.
 class LineReader {
  public:
   LineReader(const std::string& path, std::size_t limit) : file_(openFile(path)), limit_(limit) {}
