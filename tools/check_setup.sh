@@ -69,17 +69,24 @@ loose() {
     done
   done
 }
-is_full() { [ "$(df --output=avail -k "$1" | sed 1d)" -lt "$(du -sk "$bases" | cut -f 1)" ]; }
+# Usage: is_full DIRECTORY TYPES. The directories that are asked for their files are the
+# program's own. They take some KiB, and the others a database.
+is_full() {
+  needed=1
+  [ "$2" != d ] || needed=$(du -sk "$bases" | cut -f 1)
+  [ "$(df --output=avail -k "$1" | sed 1d)" -lt "$needed" ]
+}
 
 # Usage: directory WHAT PATH TYPES [must]. With "must" the directory has to exist.
 directory() {
   place=$2 todo=''
   while [ ! -e "$place" ]; do place=$(dirname "$place"); done
   others=$(loose "$place" "$3" 2>/dev/null | head -n 1)
-  # The last one counts.
-  ! is_full "$place" 2>/dev/null || todo='less is free there than the database takes; make space'
+  # The last one counts. No run writes to $etc, so that may lie on a full or read-only disk.
+  [ "$place" = "$etc" ] || ! is_full "$place" "$3" 2>/dev/null ||
+    todo="less than $needed KiB is free there; make space"
   [ -z "$others" ] || todo="others than root may write to $others; chown it to root, chmod it go-w"
-  [ -w "$place" ] || todo='it cannot be written to; look how it is mounted'
+  [ "$place" = "$etc" ] || [ -w "$place" ] || todo='it cannot be written to; look how it is mounted'
   [ "${4-}" != must ] || [ "$place" = "$2" ] || todo='make it; it must exist'
   [ -d "$place" ] || todo='it cannot be made; look at the directories above it'
   say "$1 $2" "$todo"
