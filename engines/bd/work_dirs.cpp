@@ -14,13 +14,12 @@ namespace {
 
 constexpr int kLastNumber = 64;
 
-// The first of NAME, NAME1 ... NAME64 that does not exist in the directory and is not
-// `taken`.
-std::optional<std::string> freeName(const std::string& directory, const char* name,
-                                    const std::string& taken = "") {
+// The first of NAME, NAME1 ... NAME64 that does not exist in the directory and would not be or
+// hold the configured backup: the run removes its working directory in the end.
+std::optional<std::string> freeName(const Places& places, const char* name) {
   for (int n = 0; n <= kLastNumber; ++n) {
-    std::string path = directory + "/" + name + (n > 0 ? std::to_string(n) : "");
-    if (!fileExists(path) && path != taken) return path;
+    std::string path = places.temp + "/" + name + (n > 0 ? std::to_string(n) : "");
+    if (!fileExists(path) && !(places.backup && isOrHoldsAny({path}, *places.backup))) return path;
   }
   return std::nullopt;
 }
@@ -57,7 +56,7 @@ int QX_BDUpdater::MakeDirs() {
   baseCreated = !fileExists(places.base);
   if (baseCreated && makeBase(places.base, session.log) != kDone) return kFailed;
 
-  const auto work = freeName(places.temp, "avdowndir", places.backup.value_or(""));
+  const auto work = freeName(places, "avdowndir");
   if (!work) {
     writeLog(session.log, "LOG: To many temp download dir at %s. Delete unused and retry again\n",
              places.temp.c_str());
@@ -68,7 +67,7 @@ int QX_BDUpdater::MakeDirs() {
 
   // This backup lies beside the working directory, not in it: it survives an accident to the
   // downloads.
-  if (!places.backup) places.ownBackup = freeName(places.temp, kBdFormat.ownBackup);
+  if (!places.backup) places.ownBackup = freeName(places, kBdFormat.ownBackup);
   if (!backupPlace(places))
     writeLog(session.log, "LOG: To many back dir at %s. Delete unused and retry again\n",
              work->c_str());
