@@ -121,13 +121,13 @@ TEST_F(Command, RunsOnlyWithSettingsAndLock) {
       errorOf([&] { updater.SetValues(nullptr, "/t", "", 0, "", 0, 0, "", "", 0, 5, 2, ""); }),
       "Invalid AV database path");
   EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), "Update lock not acquired");
-  EXPECT_EQ(errorOf([&] { updater.UnLockUpdate(); }), "Update lock not acquired");
   updater.LockUpdate(nullptr);
   EXPECT_EQ(readFile(lockFile), "Unknown Process:" + std::to_string(getpid()));
   EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1) << "no usable server";
   EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }), "Update operation already locked");
   EXPECT_EQ(updater.UnLockUpdate(), 0);
   EXPECT_EQ(access(lockFile.c_str(), F_OK), -1);
+  EXPECT_EQ(errorOf([&] { updater.UnLockUpdate(); }), "Update lock not acquired");
   EXPECT_EQ(getValues(nullptr, mainConfig.c_str(), &updater) + UpdateVirus(nullptr) +
                 UpdateVirus(&updater),
             -3);
