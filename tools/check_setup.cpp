@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
-#include <tuple>
+#include <utility>
 
 #include "config/ini_reader.h"
 #include "config/symbol_table.h"
@@ -137,12 +137,10 @@ int checkSetup(const EngineSettings& settings) {
   report.say(kVersionFile,
              format != nullptr ? "" : "it must begin with 2 or, for BitDefender-format bases, 3");
   checkSettings(report);
-  for (const auto& [setting, file, value] :
-       {std::tuple("BasesPath", kMainConfig, settings.basePath),
-        {"TempPath", kMainConfig, settings.tempPath},
-        {"ServerList", kUpdateConfig, settings.serverList}})
-    if (value == nullptr)
-      report.say(setting, std::string("set it in ") + file + ", on a line without ';' before it");
+  for (const auto& [setting, value] : {std::pair("BasesPath in qxav.conf", settings.basePath),
+                                       {"TempPath in qxav.conf", settings.tempPath},
+                                       {"ServerList in updates.conf", settings.serverList}})
+    if (value == nullptr) report.say(setting, "set it, on a line without ';' before it");
   if (!settings.isProxyComplete())
     report.say("the proxy", "set server and port, user and password, or its flags to 0");
   checkMachine(report, settings, format != nullptr ? format->folder : nullptr);

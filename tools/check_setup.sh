@@ -69,21 +69,17 @@ loose() {
     done
   done
 }
-# Usage: is_full DIRECTORY TYPES. The directories that are asked for their files are the
-# program's own. They take some KiB, and the others a database.
-is_full() {
-  needed=1
-  [ "$2" != d ] || needed=$(du -sk "$bases" | cut -f 1)
-  [ "$(df --output=avail -k "$1" | sed 1d)" -lt "$needed" ]
-}
-
 # Usage: directory WHAT PATH TYPES [must]. With "must" the directory has to exist.
 directory() {
   place=$2 todo=''
   while [ ! -e "$place" ]; do place=$(dirname "$place"); done
   others=$(loose "$place" "$3" 2>/dev/null | head -n 1)
+  # The directories that are asked for their files are the program's own. They take some KiB,
+  # and the others a database.
+  needed=$(if [ "$3" = d ]; then du -sk "$bases" 2>/dev/null | cut -f 1; else echo 1; fi)
+  free=$(df --output=avail -k "$place" | sed 1d)
   # The last one counts. No run writes to $etc, so that may lie on a full or read-only disk.
-  [ "$place" = "$etc" ] || ! is_full "$place" "$3" 2>/dev/null ||
+  [ "$place" = "$etc" ] || ! [ "$free" -lt "$needed" ] 2>/dev/null ||
     todo="less than $needed KiB is free there; make space"
   [ -z "$others" ] || todo="others than root may write to $others; chown it to root, chmod it go-w"
   [ "$place" = "$etc" ] || [ -w "$place" ] || todo='it cannot be written to; look how it is mounted'
