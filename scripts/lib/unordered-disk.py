@@ -198,17 +198,22 @@ class Recording:
             sys.exit(f"{format_name}, {situation}: a call that nobody expected: {line}")
 
     def draw_state(self, draw, moment):
-        """What the disk may hold when the power is cut before the change `moment`."""
+        """What the disk may hold when the power is cut before the change `moment`: of what is
+        not synced any part, the names alone, or the last ones alone."""
         share, synced, later, kept = draw.choice((0, 0.1, 0.5, 0.9, 1)), set(), set(), []
+        way, newest = draw.choice(("part", "names", "last")), draw.randint(1, 9)
         for numbers, names, act in reversed(self.changes[:moment]):
             if names is None:
                 synced.update(numbers)
                 continue
             # What has come after a rename, at its place, is not there without it.
             is_kept = not synced.isdisjoint(numbers) or (len(names) > 1 and names & later)
-            if is_kept or draw.random() < share:
+            newest -= not is_kept
+            luck = {"part": draw.random() < share, "names": names, "last": newest >= 0}
+            if is_kept or luck[way]:
                 later |= names
-                kept.append((act, 1 if is_kept else draw.choice((1, 1, draw.random()))))
+                is_whole = is_kept or way != "part"
+                kept.append((act, 1 if is_whole else draw.choice((1, 1, draw.random()))))
         return tree(self.disk_after(reversed(kept)))
 
 
@@ -273,7 +278,11 @@ for number in range(int(first or 1), int(first or 1) + 4 * int(count)):
     draw = random.Random(f"{seed}:{number}")
     recording = record_recovery(kills[number // 8 % 12]) if situation == "a recovery" else whole
     last = len(recording.changes)
-    moment = draw.choice((last, *[draw.randint(recording.first, last) for _ in range(9)]))
+    # Before a sync most is in doubt.
+    moments = [n for n, (_, names, _) in enumerate(recording.changes)
+               if names is None and n >= recording.first] or [last]
+    moments = [draw.choice(moments), draw.choice(moments), draw.randint(recording.first, last)]
+    moment = draw.choice((last, *moments, *moments, *moments))
     state = recording.draw_state(draw, moment)
     key = repr(sorted(state.items()))
     if len(states) == int(count) or key in states:
