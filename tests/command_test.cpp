@@ -6,10 +6,12 @@
 
 #include "app/display.h"
 #include "app/interrupt.h"
+#include "app/progress.h"
 #include "app/update_command.h"
 #include "config/ini_reader.h"
-#include "tests/installation.h"
+#include "tests/functions.h"
 #include "update/coordinator.h"
+#include "update/paths.h"
 
 namespace {
 
@@ -17,23 +19,25 @@ const Function ini("ini", [](const Strings& c) {
   setenv("HOME", "/home/x", 1);
   setenv("lower", "l", 1);
   setenv("QUOTED", "\"a\\nb\"", 1);
-  writeFile("test.conf", c.at(0));
   SymbolTable* const table = ini_dyn_load(nullptr, "test.conf");
-  Strings values = wordsOf(c.at(1));
+  Strings values = wordsOf(c.at(0));
   for (std::string& value : values) value = sym_get_value(table, value.c_str(), "-");
   sym_delete_table(table);
   return joined(values, "~");
 });
 
 const Function display("display", [](const Strings& c) {
-  static char bar[kBarBytes] = {};
-  testing::internal::CaptureStdout();
+  char bar[kBarBytes] = {};
+  std::string told;
   if (c.at(0) == "interrupted") update_exit(15);
-  const int answer = DisplayUpdate(std::stoi(c.at(1)), "f", std::stol(c.at(2)), std::stol(c.at(3)),
-                                   c.at(0) == "dots" ? nullptr : bar);
-  TermExitScan = false;
-  DownCancelled = false;
-  return std::to_string(answer) + testing::internal::GetCapturedStdout();
+  for (const std::string& event : wordsOf(c.at(1))) {
+    const Strings numbers = wordsOf(event, ',');
+    testing::internal::CaptureStdout();
+    const int answer = DisplayUpdate(std::stoi(numbers.at(0)), "f", std::stol(numbers.at(1)),
+                                     std::stol(numbers.at(2)), c.at(0) == "dots" ? nullptr : bar);
+    told += std::to_string(answer) + testing::internal::GetCapturedStdout();
+  }
+  return told;
 });
 
 const Function version("version", [](const Strings& c) {
@@ -57,30 +61,42 @@ std::string errorOf(const std::function<void()>& action) {
 // ME are processes.
 const Function lock("lock", [](const Strings& c) {
   const std::string live = std::to_string(getppid());
-  writeFile(lockFile, replaced(c.at(0), "LIVE", live));
-  std::remove(logFile.c_str());
+  writeFile(kLockFile, replaced(c.at(0), "LIVE", live));
+  std::remove(kUpdateLog);
   QX_AVUpdate updater;
   const std::string error = errorOf([&] { updater.LockUpdate("me"); });
-  const std::string told = error + "~" + readFile(logFile) + "~" + readFile(lockFile);
+  const std::string told = error + "~" + readFile(kUpdateLog) + "~" + readFile(kLockFile);
   return replaced(replaced(told, "me:" + std::to_string(getpid()), "ME"), live, "LIVE");
 });
 
-// The call of wget, or what is shown and logged when there is none.
-const Function settings("settings", [](const Strings& c) {
-  install(c.at(0));
-  configure("ServerList=m\n" + c.at(1));
-  standIn("wget",
-          "{ printf '<%s> ' \"$@\"; env | grep -E '_proxy=|^LC_ALL|^GZIP|^POSIX' | sort; } >calls");
-  const std::string shown =
-      outcomeOf("export GZIP=-k POSIXLY_CORRECT=1 LC_ALL=de; exec " + updatenow).output;
-  const std::string calls = readFile("calls"), log = readFile(logFile);
-  return calls.empty() ? shown + log.substr(log.find('\n')) : calls;
+struct Watcher {
+  int stopsAt;  // the event that is answered with "stop", or, as -N, interrupted
+  int count = 0;
+  std::string told;
+};
+
+int watch(int event, const char* text, std::int64_t total, std::int64_t done, void* data) {
+  auto& [stopsAt, count, told] = *static_cast<Watcher*>(data);
+  told += " " + std::to_string(event) + (text != nullptr ? text : "");
+  if (total != 0 || done != 0) told += ":" + std::to_string(done) + "/" + std::to_string(total);
+  if (++count == -stopsAt) DownCancelled = true;
+  return count == stopsAt ? ProgressCancel : 0;
+}
+
+const Function events("events", [](const Strings& c) {
+  Watcher watcher{std::stoi(c.at(0)), 0, ""};
+  QX_AVUpdate updater;
+  getValues(kUpdateConfig, kMainConfig, &updater);
+  updater.LockUpdate("me");
+  DownCancelled = true;  // by an interrupt of before
+  return std::to_string(updater.UpdateNow(watch, &watcher)) + watcher.told;
 });
 
 using Command = OnMachine;
 
 TEST_F(Command, FindsConfigurationsOnPath) {
   setenv("TZ", "UTC", 1);
+  shell("mkdir folder");
   writeFile("folder/dated.conf", "[b]\nz=1\ny=2\n[a]");
   shell("touch -d '2001-02-03 04:05:06' folder/dated.conf");
   setenv("PATH", "/no/such::/var/Quorvex/scratch/folder", 1);
@@ -122,15 +138,14 @@ TEST_F(Command, RunsOnlyWithSettingsAndLock) {
       "Invalid AV database path");
   EXPECT_EQ(errorOf([&] { updater.UpdateNow(nullptr, nullptr); }), "Update lock not acquired");
   updater.LockUpdate(nullptr);
-  EXPECT_EQ(readFile(lockFile), "Unknown Process:" + std::to_string(getpid()));
+  EXPECT_EQ(readFile(kLockFile), "Unknown Process:" + std::to_string(getpid()));
   EXPECT_EQ(updater.UpdateNow(nullptr, nullptr), -1) << "no usable server";
   EXPECT_EQ(errorOf([&] { updater.LockUpdate("x"); }), "Update operation already locked");
   EXPECT_EQ(updater.UnLockUpdate(), 0);
-  EXPECT_EQ(access(lockFile.c_str(), F_OK), -1);
+  EXPECT_EQ(access(kLockFile, F_OK), -1);
   EXPECT_EQ(errorOf([&] { updater.UnLockUpdate(); }), "Update lock not acquired");
-  EXPECT_EQ(getValues(nullptr, mainConfig.c_str(), &updater) + UpdateVirus(nullptr) +
-                UpdateVirus(&updater),
-            -3);
+  EXPECT_EQ(
+      getValues(nullptr, kMainConfig, &updater) + UpdateVirus(nullptr) + UpdateVirus(&updater), -3);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include "engines/index_name.h"
 #include "engines/kav/kav_updater.h"
 #include "engines/server_list.h"
-#include "tests/installation.h"
+#include "tests/functions.h"
 
 namespace {
 
@@ -13,8 +13,8 @@ template <class Updater>
 int set(Updater& updater, QX_AVUpdateLog* log, const char* server = "m",
         const char* proxy = nullptr) {
   const unsigned char useProxy = proxy != nullptr ? 1 : 0;
-  return updater.setValues(log, bases.c_str(), temp.c_str(), "", useProxy, 0, proxy, 8080, nullptr,
-                           nullptr, 30, 0, 3, server);
+  return updater.setValues(log, "/var/Quorvex/bases", "/var/Quorvex/tmp", "", useProxy, 0, proxy,
+                           8080, nullptr, nullptr, 30, 0, 3, server);
 }
 
 // Both updaters, and what they log.
@@ -60,14 +60,12 @@ const Function signature("signature", [](const Strings& c) {
   return std::to_string(QX_KAVUpdater::getFileSig("file", line)) + line;
 });
 
-// Cells: the format, the indexes that are installed and downloaded, the files that are there.
+// Cells: the format, the installed index, if any, and whether the update is cancelled. The
+// downloaded index is "new".
 const Function changes("changes", [](const Strings& c) {
   Updaters updaters;
-  writeTree(bases, filesOf(c.at(0), c.at(3)));
-  writeFile("old", indexOf(c.at(0), wordsOf(c.at(1), ";")));
-  writeFile("new", indexOf(c.at(0), wordsOf(c.at(2), ";")));
-  const char* const old = c.at(1).empty() ? nullptr : "old";
-  DownCancelled = c.at(1).find("cancelled") != std::string::npos;
+  const char* const old = c.at(1).empty() ? nullptr : c.at(1).c_str();
+  DownCancelled = !c.at(2).empty();
   std::vector<std::int32_t> sizes;
   Strings names, signatures, dropped;
   std::vector<__QX_AvEntry> entries;
@@ -80,7 +78,6 @@ const Function changes("changes", [](const Strings& c) {
     text = std::to_string(kav.addToDownload("new", old, sizes, names, signatures, &total));
     if (old != nullptr) end = std::to_string(kav.addToDelete("new", old, dropped)) + " dropped:";
   }
-  DownCancelled = false;
   text += " " + std::to_string(total);
   for (const __QX_AvEntry& e : entries) text += " " + e.fileName;
   for (std::size_t i = 0; i < names.size(); ++i)
@@ -91,20 +88,20 @@ const Function changes("changes", [](const Strings& c) {
 const Function wgetError("wget_error", [](const Strings& c) {
   Updaters updaters;
   std::string told;
-  Watch keep = [&told](int event, auto& text, auto, auto) {
-    told += std::to_string(event) + text;
+  const auto watch = [](int event, const char* text, std::int64_t, std::int64_t, void* data) {
+    *static_cast<std::string*>(data) += std::to_string(event) + text;
     return 0;
   };
-  updaters.bd.setCallback(callWatch, &keep);
-  writeTree(temp, {});
-  if (!c.at(0).empty()) writeFile(temp + "/avupdate_wget.err", c.at(0));
+  updaters.bd.setCallback(watch, &told);
+  shell("rm -f /var/Quorvex/tmp/*");
+  if (!c.at(0).empty()) writeFile("/var/Quorvex/tmp/avupdate_wget.err", c.at(0));
   const int code = updaters.bd.DownloadError("f");
   return std::to_string(code) + ";" + told + ";" + readFile("log");
 });
 
 const Function names("index_name", [](const Strings& c) {
   Strings safe;
-  for (const std::string& name : wordsOf(c.at(0), ","))
+  for (const std::string& name : wordsOf(c.at(0), ','))
     if (isSafeName(name, "avp.klb")) safe.push_back(name);
   return joined(safe, ",");
 });

@@ -8,7 +8,7 @@ import shutil
 import signal
 import subprocess
 
-FAULTS = pathlib.Path(os.environ["FAULTS"])
+FAULTS = pathlib.Path(os.environ.get("FAULTS", "."))
 VAR, ETC = pathlib.Path("/var/Quorvex"), pathlib.Path("/opt/Quorvex/etc")
 BASES, TEMP, BACKUP, LOG = VAR / "bases", VAR / "tmp", VAR / "backup", VAR / "var/log/updates.log"
 LOCK, CONSOLE = pathlib.Path("/opt/Quorvex/var/run/checkupdate"), FAULTS / "console"
