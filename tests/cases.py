@@ -187,11 +187,12 @@ def ini(text, keys):
 
 
 # What an update to a:x,b:y from two mirrors tells its watcher, and what is installed then.
-def events(form, *cells):
+def events(form, at, files=""):
     install(form)
+    write_tree(BASES, files_of(form, files))
     write_tree(MIRROR, mirror_of(form, "a:x,b:y", 2))
     configure(f"ServerList={mirror()},{mirror()}")
-    told = call("events", *cells).replace(f"http://{mirror()}", "M")
+    told = call("events", at).replace(f"http://{mirror()}", "M")
     return f"{told} {state_of(form, BASES)}"
 
 

@@ -124,6 +124,23 @@ const Function servers("servers", [](const Strings& c) {
   return joined(usableServers(c.at(0), c.at(1) == "https", nullptr), " ");
 });
 
+const Function md5sum("md5sum", [](const Strings& c) {
+  char digest[QX_UTILS::kDigestBytes] = "-";
+  return std::to_string(QX_UTILS::md5sum(c.at(0).c_str(), digest)) + digest;
+});
+
+// Cells: values, each of which is left out once.
+const Function complete("complete", [](const Strings& c) {
+  std::string results;
+  for (const std::string& left : wordsOf(c.at(0))) {
+    const auto value = [&left](const char* name) { return left == name ? nullptr : name; };
+    results += std::to_string(QX_BDUpdater().setValues(
+        nullptr, value("/base"), value("/tmp"), nullptr, 1, 1, value("proxy"), 8080, value("user"),
+        value("password"), 30, 0, 3, value("mirror")));
+  }
+  return results;
+});
+
 using Engines = OnMachine;
 
 TEST_F(Engines, RefuseWhatCannotBe) {
@@ -137,12 +154,18 @@ TEST_F(Engines, RefuseWhatCannotBe) {
   EXPECT_EQ(readFile("log"), refused + refused + "LOG: Invalid update parameters to set\n");
   EXPECT_EQ(bd.GetCurrentAVBackup() + bd.RevertCurrentBackup(), -2) << "an empty backup path";
   EXPECT_EQ(kav.SetCallback(nullptr, nullptr) + bd.setCallback(nullptr, nullptr), -2);
+  EXPECT_EQ(bd.DownloadFile(nullptr, "f", 1, false) + bd.DownloadFile("m", nullptr, 1, false) +
+                kav.DownloadFile("f", nullptr, 1, 0) + kav.DownloadFile(nullptr, "m", 1, 0),
+            -3);
+  Strings dropped;
+  EXPECT_EQ(kav.addToDelete(nullptr, "f", dropped) + kav.addToDelete("f", nullptr, dropped), -2);
   EXPECT_EQ(set(kav, none, "ftp://m") + set(bd, none, "ftp://m"), -6);
   kav.Dealloc();
   EXPECT_EQ(std::getenv("http_proxy"), nullptr);
   bd.DeallocMemory();
   EXPECT_EQ(kav.update() + kav.DownloadFile("f", "m", 1, 0) + kav.updatePerServer("m"), -3);
-  EXPECT_EQ(bd.updateNow() + bd.MakeDirs() + bd.UpdatePerServer("m"), -3);
+  EXPECT_EQ(bd.updateNow() + bd.MakeDirs() + bd.DownloadFile("m", "f", 1, false), -3);
+  EXPECT_EQ(bd.UpdatePerServer("m"), -1);
   EXPECT_EQ(bd.GetCurrentAVBackup() + bd.RevertCurrentBackup(), -2);
   EXPECT_EQ(bd.DeleteCurrentBackup() + bd.RemoveDirs(), 0);
 }
