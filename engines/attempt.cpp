@@ -4,7 +4,6 @@
 
 #include "app/interrupt.h"
 #include "engines/index_name.h"
-#include "engines/journal.h"
 
 int Attempt::begin(const Transfer& index) {
   if (!session.tell(ProgressDownloadStarted, server)) return kCancelled;
@@ -51,4 +50,18 @@ int Attempt::beginInstallation(int downloads) const {
   if (downloads == kDone)
     writeLog(session.log, "%sUpdate Installation started\n", session.format->prefix);
   return downloads;
+}
+
+// A copy of the index that ran and did not arrive is a failure, too. No index would describe
+// new files under the old index.
+bool Attempt::install(Installation& installation,
+                      const std::function<bool(const Wanted&)>& installFile) const {
+  for (const Wanted& file : wanted)
+    if (installation.isOpen() && !installFile(file)) return false;
+  if (installation.installIndex() < 0 || !installation.isComplete())
+    return session.failed("", std::string("Error installing ") + session.format->index);
+  (void)session.tell(ProgressInstallDone, server);
+  writeLog(session.log, "%sUpdate done from server\n", session.format->prefix);
+  (void)session.tell(ProgressDownloadDone, server);
+  return true;
 }

@@ -1,17 +1,18 @@
 // One attempt at one server: its state, and the steps that are the same for every format.
 // An engine's update_run.cpp calls them in this order: begin(), its own comparison, which
 // fills `wanted`; endUpToDate() when nothing is wanted; otherwise fetchAll() for the
-// downloads, beginInstallation(), and an Installation (journal.h).
+// downloads, beginInstallation(), and after kDone an Installation (journal.h) with install().
 //
-// The engine writes two lines of the log itself: "Update started from server" before
-// begin(), and "Update done" after an installation. It sends ProgressUpdateStarted and
-// ProgressUpdateDone around its run, ProgressError after a failure, and ProgressInstallDone
-// and ProgressDownloadDone after an installation. The other lines and events come from
-// Attempt, fetchAll() and Session::fetch(). A run whose installation failed returns kDone all
-// the same: updatenow-run judges by the log.
+// The engine writes the line "Update started from server" itself, before begin(). It sends
+// ProgressUpdateStarted and ProgressUpdateDone around its run, and ProgressError after a
+// failure. An engine that does not call install() also writes "Update done" and sends
+// ProgressInstallDone and ProgressDownloadDone after an installation. The other lines and
+// events come from Attempt, fetchAll() and Session::fetch(). A run whose installation failed
+// returns kDone all the same: updatenow-run judges by the log.
 #pragma once
 
 #include "engines/change_set.h"
+#include "engines/journal.h"
 
 class Attempt {
  public:
@@ -32,6 +33,15 @@ class Attempt {
   // result. Returns kCancelled when the watcher asks to stop, otherwise `downloads`. The
   // engine installs after kDone only.
   [[nodiscard]] int beginInstallation(int downloads) const;
+
+  // Installs the files of the set with `installFile`, up to the first for which that returns
+  // false, and then the index. The installation was opened for this set. Without a journal it
+  // changes nothing. Then it sends ProgressInstallDone, logs "Update done" and sends
+  // ProgressDownloadDone. Returns whether all that was done. A failure of the index is logged
+  // and told to the watcher; `installFile` does so for a file. The caller undoes what was
+  // installed.
+  [[nodiscard]] bool install(Installation& installation,
+                             const std::function<bool(const Wanted&)>& installFile) const;
 
   Session& session;
   const char* const server;

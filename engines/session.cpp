@@ -86,6 +86,12 @@ bool Session::tell(ProgressEvent event, const char* text, bool withBytes) const 
                                          withBytes ? doneBytes : 0, callbackData) != ProgressCancel;
 }
 
+bool Session::failed(const char* logPrefix, const std::string& what) const {
+  writeLog(log, "%s%s\n", logPrefix, what.c_str());
+  reportError(what);
+  return false;
+}
+
 std::string Session::commandFor(const char* server, const char* file) const {
   const std::string address = server + (std::string("/") + file);
   return wget + " " + shellWord(address) + " -O " + shellWord(places.downloaded(file));

@@ -104,6 +104,10 @@ class Session {
   // Sends ProgressError. The answer does not matter.
   void reportError(const std::string& text) const { (void)tell(ProgressError, text.c_str()); }
 
+  // Writes what has failed to the log, behind `logPrefix`, and reports it to the watcher.
+  // Returns false.
+  bool failed(const char* logPrefix, const std::string& what) const;
+
   // The command that fetches SERVER/FILE into the download directory: `wget` ADDRESS -O
   // TARGET. The engine may add the rest of its command. No step makes folders: a
   // name with a folder can be fetched and installed only where the engine has made that folder in

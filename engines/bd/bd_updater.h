@@ -5,7 +5,6 @@
 #include "engines/backup.h"
 #include "engines/bd/utils.h"
 #include "engines/bd/versions_index.h"
-#include "engines/journal.h"
 
 inline constexpr EngineFormat kBdFormat{
     2,     3,        "LOG: ", "versions.dat", ".gzip",      "avbackdir", "Plugins",
@@ -138,15 +137,12 @@ class QX_BDUpdater {
   Transfer transfer(const char* server, const char* file, bool mustBeWhole);
   int tryServers();
 
-  // The steps of an attempt. Those that install write a failure to the log, tell it to the
-  // watcher, and return whether they went well.
+  // The steps of an attempt.
   int findChanges(Attempt& attempt);
   int downloadFiles(const Attempt& attempt);
   bool backUp();
   void install(const Attempt& attempt);
-  bool failed(const char* logPrefix, const std::string& what) const;
   bool installFile(const Wanted& file) const;
-  bool installIndex(const Attempt& attempt, Installation& installation) const;
   void undo(Installation& installation);
 
   Session session{kBdFormat};

@@ -90,22 +90,12 @@ bool QX_BDUpdater::backUp() {
 void QX_BDUpdater::install(const Attempt& attempt) {
   Installation installation(session, attempt.wanted);
   if (!baseCreated) installation.protect();
-  bool done = true;
-  for (std::size_t i = 0; i < attempt.wanted.size() && installation.isOpen() && done; ++i)
-    done = installFile(attempt.wanted[i]);
-  done = done && installIndex(attempt, installation);
-  if (!done && installation.isOpen()) undo(installation);
+  const auto installOne = [this](const Wanted& file) { return installFile(file); };
+  if (!attempt.install(installation, installOne) && installation.isOpen()) undo(installation);
 }
 
-// Logs what has failed, with a prefix, and tells it to the watcher. Returns false.
-bool QX_BDUpdater::failed(const char* logPrefix, const std::string& what) const {
-  writeLog(session.log, "%s%s\n", logPrefix, what.c_str());
-  session.reportError(what);
-  return false;
-}
-
-// The digest shows whether copy and decompression worked. A wrong file that is new is
-// removed at once.
+// Returns whether the file is installed. The digest shows whether copy and decompression
+// worked. A wrong file that is new is removed at once.
 bool QX_BDUpdater::installFile(const Wanted& file) const {
   const std::string staged = session.places.installed(file.name);
   const std::string installed = staged.substr(0, staged.rfind(kBdFormat.suffix));
@@ -117,21 +107,10 @@ bool QX_BDUpdater::installFile(const Wanted& file) const {
   if (stagedIsNew) removeFile(staged);
   if (isNew && !isListed) removeFile(installed);
 
-  if (copied < 0 || decompressed < 0) return failed("", "Error installing " + file.name);
-  if (!isListed) return failed("LOG: ", "md5sum mismatch for " + installed);
+  if (copied < 0 || decompressed < 0) return session.failed("", "Error installing " + file.name);
+  if (!isListed) return session.failed("LOG: ", "md5sum mismatch for " + installed);
   writeLog(session.log, "Installed %s\n", file.name.c_str());
   removeFile(session.places.downloaded(file.name));
-  return true;
-}
-
-// A copy that ran and did not arrive is a failure, too. No index would describe new files
-// under the old index.
-bool QX_BDUpdater::installIndex(const Attempt& attempt, Installation& installation) const {
-  if (installation.installIndex() < 0 || !installation.isComplete())
-    return failed("", std::string("Error installing ") + kBdFormat.index);
-  (void)session.tell(ProgressInstallDone, attempt.server);
-  writeLog(session.log, "LOG: Update done from server\n");
-  (void)session.tell(ProgressDownloadDone, attempt.server);
   return true;
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "engines/attempt.h"
-#include "engines/journal.h"
 #include "engines/kav/klb_index.h"
 
 inline constexpr EngineFormat kKavFormat{1,           2,          "KLOG: ",     "avp.klb", "",
