@@ -92,6 +92,16 @@ bool Session::failed(const char* logPrefix, const std::string& what) const {
   return false;
 }
 
+int Session::tryServers(const std::function<int(const char* server)>& attempt) const {
+  if (!tell(ProgressUpdateStarted, nullptr)) return kCancelled;
+  int result = kFailed;
+  for (std::size_t i = 0; i < servers.size() && result == kFailed; ++i)
+    result = attempt(servers[i].c_str());
+  if (result != kDone) return kFailed;
+  if (!DownCancelled) (void)tell(ProgressUpdateDone, nullptr);
+  return kDone;
+}
+
 std::string Session::commandFor(const char* server, const char* file) const {
   const std::string address = server + (std::string("/") + file);
   return wget + " " + shellWord(address) + " -O " + shellWord(places.downloaded(file));

@@ -108,6 +108,13 @@ class Session {
   // Returns false.
   bool failed(const char* logPrefix, const std::string& what) const;
 
+  // Sends ProgressUpdateStarted and tries the servers in turn, up to the first for which
+  // `attempt` returns something else than kFailed. Sends ProgressUpdateDone after kDone, unless
+  // DownCancelled is set. Returns kDone; kCancelled when the watcher asks to stop at once;
+  // otherwise kFailed, also after an attempt that was cancelled. When DownCancelled is set
+  // afterwards, the run is cancelled, whatever this returned.
+  [[nodiscard]] int tryServers(const std::function<int(const char* server)>& attempt) const;
+
   // The command that fetches SERVER/FILE into the download directory: `wget` ADDRESS -O
   // TARGET. The engine may add the rest of its command. No step makes folders: a
   // name with a folder can be fetched and installed only where the engine has made that folder in

@@ -135,7 +135,6 @@ class QX_BDUpdater {
 
  private:
   Transfer transfer(const char* server, const char* file, bool mustBeWhole);
-  int tryServers();
 
   // The steps of an attempt.
   int findChanges(Attempt& attempt);

@@ -21,18 +21,10 @@ int QX_BDUpdater::updateNow() {
     session.reportError("Error creating dirs");
     return kNoDirectories;
   }
-  const int result = session.tell(ProgressUpdateStarted, nullptr) ? tryServers() : kCancelled;
+  const int result =
+      session.tryServers([this](const char* server) { return UpdatePerServer(server); });
   RemoveDirs();
   return DownCancelled ? kCancelled : result;
-}
-
-int QX_BDUpdater::tryServers() {
-  int result = kFailed;
-  for (std::size_t i = 0; i < session.servers.size() && result == kFailed; ++i)
-    result = UpdatePerServer(session.servers[i].c_str());
-  if (result != kDone) return kFailed;
-  if (!DownCancelled) (void)session.tell(ProgressUpdateDone, nullptr);
-  return kDone;
 }
 
 int QX_BDUpdater::UpdatePerServer(const char* server) {
