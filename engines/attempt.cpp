@@ -45,6 +45,16 @@ bool Attempt::wantsIndex() const {
   });
 }
 
+int Attempt::downloadFiles(const std::function<Transfer(const Wanted&)>& transferOf) const {
+  std::string last;
+  const int result = fetchAll(session, wanted, [&](const Wanted& file) {
+    last = file.name;
+    return transferOf(file);
+  });
+  if (result < 0) session.reportError("Error downloading " + last);
+  return result;
+}
+
 int Attempt::beginInstallation(int downloads) const {
   if (!session.tell(ProgressInstallStarted, server)) return kCancelled;
   if (downloads == kDone)

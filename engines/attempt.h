@@ -1,14 +1,13 @@
 // One attempt at one server: its state, and the steps that are the same for every format.
 // An engine's update_run.cpp calls them in this order: begin(), its own comparison, which
-// fills `wanted`; endUpToDate() when nothing is wanted; otherwise fetchAll() for the
-// downloads, beginInstallation(), and after kDone an Installation (journal.h) with install().
+// fills `wanted`; endUpToDate() when nothing is wanted; otherwise downloadFiles(),
+// beginInstallation(), and after kDone an Installation (journal.h) with install().
 //
-// The engine writes the line "Update started from server" itself, before begin(). It sends
-// ProgressUpdateStarted and ProgressUpdateDone around its run, and ProgressError after a
-// failure. An engine that does not call install() also writes "Update done" and sends
-// ProgressInstallDone and ProgressDownloadDone after an installation. The other lines and
-// events come from Attempt, fetchAll() and Session::fetch(). A run whose installation failed
-// returns kDone all the same: updatenow-run judges by the log.
+// The engine writes the line "Update started from server" itself, before begin(). The other
+// lines and events come from Session and Attempt. An engine that calls fetchAll() itself sends
+// ProgressError after a failure. One that does not call install() writes "Update done", and
+// sends ProgressInstallDone and ProgressDownloadDone. A run whose installation failed returns
+// kDone all the same: updatenow-run judges by the log.
 #pragma once
 
 #include "engines/change_set.h"
@@ -28,6 +27,10 @@ class Attempt {
   // that differs from the installed one, lists something, and lists every name that the
   // installed one lists. Returns kDone, or kCancelled when the watcher asks to stop.
   [[nodiscard]] int endUpToDate() const;
+
+  // Downloads the set with fetchAll(). After a failure it sends ProgressError with the name of
+  // the file that could not be fetched. Returns what fetchAll() returns.
+  [[nodiscard]] int downloadFiles(const std::function<Transfer(const Wanted&)>& transferOf) const;
 
   // Sends ProgressInstallStarted, also after downloads that failed: `downloads` is their
   // result. Returns kCancelled when the watcher asks to stop, otherwise `downloads`. The

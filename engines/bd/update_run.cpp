@@ -57,13 +57,9 @@ int QX_BDUpdater::findChanges(Attempt& attempt) {
 // Returns kDone when all files are there, kCancelled, or a negative result.
 int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
   const std::string directory = attempt.server + std::string("/avx");
-  std::string last;
-  const int result = fetchAll(session, attempt.wanted, [&](const Wanted& file) {
-    last = file.name;
+  return attempt.downloadFiles([&](const Wanted& file) {
     return transfer(directory.c_str(), file.name.c_str(), false);
   });
-  if (result < 0) session.reportError("Error downloading " + last);
-  return result;
 }
 
 // Returns whether the installation may go on. A database that this run has made needs no
