@@ -102,9 +102,8 @@ int Session::tryServers(const std::function<int(const char* server)>& attempt) c
   return kDone;
 }
 
-std::string Session::commandFor(const char* server, const char* file) const {
-  const std::string address = server + (std::string("/") + file);
-  return wget + " " + shellWord(address) + " -O " + shellWord(places.downloaded(file));
+std::string Session::commandFor(const std::string& server, const std::string& file) const {
+  return wget + " " + shellWord(server + "/" + file) + " -O " + shellWord(places.downloaded(file));
 }
 
 int Session::fetch(const char* file, std::int32_t size, bool notify, const Transfer& transfer) {

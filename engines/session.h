@@ -119,7 +119,7 @@ class Session {
   // TARGET. The engine may add the rest of its command. No step makes folders: a
   // name with a folder can be fetched and installed only where the engine has made that folder in
   // both directories.
-  std::string commandFor(const char* server, const char* file) const;
+  std::string commandFor(const std::string& server, const std::string& file) const;
 
   // Fetches one file. With `notify` the watcher hears of it before the transfer, and twice
   // after the file was counted with its listed size. Target and wgetLog are removed first: the

@@ -36,7 +36,7 @@ int QX_BDUpdater::DownloadFile(const char* server, const char* file, unsigned in
 
 // The digest shows that a base is cut. Nothing shows it of an index: it would be installed,
 // and files that it does not list would not be updated any more. So an index must be whole.
-Transfer QX_BDUpdater::transfer(const char* server, const char* file, bool mustBeWhole) {
+Transfer QX_BDUpdater::transfer(const std::string& server, const char* file, bool mustBeWhole) {
   const auto judge = [this, file, mustBeWhole](const std::string& target, bool succeeded) {
     if (!fileExists(target)) return DownloadErrGeneric;
     const bool isCut = mustBeWhole && (!succeeded || !hasSavedSize(target, session.wgetLog));

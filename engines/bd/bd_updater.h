@@ -134,7 +134,7 @@ class QX_BDUpdater {
                     std::vector<__QX_AvEntry>& downloadList, std::int32_t* total) const;
 
  private:
-  Transfer transfer(const char* server, const char* file, bool mustBeWhole);
+  Transfer transfer(const std::string& server, const char* file, bool mustBeWhole);
 
   // The steps of an attempt.
   int findChanges(Attempt& attempt);

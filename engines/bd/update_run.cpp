@@ -56,9 +56,8 @@ int QX_BDUpdater::findChanges(Attempt& attempt) {
 
 // Returns kDone when all files are there, kCancelled, or a negative result.
 int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
-  const std::string directory = attempt.server + std::string("/avx");
   return attempt.downloadFiles([&](const Wanted& file) {
-    return transfer(directory.c_str(), file.name.c_str(), false);
+    return transfer(attempt.server + std::string("/avx"), file.name.c_str(), false);
   });
 }
 
