@@ -18,7 +18,7 @@ struct Wanted {
 };
 
 struct EngineFormat {
-  std::uint8_t type;   // the engine's, as the coordinator names it
+  std::uint8_t type;   // what QX_GetSystemType() returns for it; no other row has it
   int number;          // of the version file; a higher one counts as well, if no row has it
   const char* prefix;  // of its log lines; ends in "LOG: "
   const char* index;   // the index's name, beside the bases and on a server

@@ -135,7 +135,7 @@ int checkSetup(const EngineSettings& settings) {
   }
   const EngineFormat* const format = installedFormat();
   report.say(kVersionFile,
-             format != nullptr ? "" : "it must begin with 2 or, for BitDefender-format bases, 3");
+             format != nullptr ? "" : "it must begin with a format's number; see updatenow(8)");
   checkSettings(report);
   for (const auto& [setting, value] : {std::pair("BasesPath in qxav.conf", settings.basePath),
                                        {"TempPath in qxav.conf", settings.tempPath},
