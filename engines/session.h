@@ -1,11 +1,11 @@
 // The configuration of an updater, and the steps with it that are the same in every format.
 //
 // A new engine holds one Session. It opens the session with the settings and lets the caller
-// watch. For each server it makes an Attempt (attempt.h). It owns the temp directory: it
-// makes a missing one before the run and removes its downloads after it. Downloads of a run that
-// was killed stay there until one of their name comes. Session::fetch()
-// sends the events of a file, so the engine calls it with `notify` for the files of a change
-// set, and without for the index.
+// watch. It calls tryServers(), and makes an Attempt (attempt.h) for each server. It owns the
+// temp directory: it makes a missing one before the run and removes its downloads after it. An
+// index without downloads may stay there. So do the downloads of a run that was killed, until
+// one of their name comes. Session::fetch() sends the events of a file, so the engine calls it
+// with `notify` for the files of a change set, and without for the index.
 #pragma once
 
 #include <functional>

@@ -136,7 +136,8 @@ class QX_BDUpdater {
  private:
   Transfer transfer(const std::string& server, const char* file, bool mustBeWhole);
 
-  // The steps of an attempt.
+  // The steps of an attempt. backUp() and installFile() tell the watcher of a failure, and
+  // return whether they went well.
   int findChanges(Attempt& attempt);
   int downloadFiles(const Attempt& attempt);
   bool backUp();
