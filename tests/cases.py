@@ -121,8 +121,8 @@ class Update:
     # A mirror that does not answer.
     def away(self, log="", state=""):
         configure("ServerList=127.0.0.1:1")
-        self.run(expand("{away}", self.words), expand(f"{{begun}}{log}{{toldaway}}", self.words),
-                 state)
+        begun, end = expand("{begun}", self.words), expand("{toldaway}", self.words)
+        self.run(expand("{away}", self.words), begun + log + end, state)
         self.left["temp"] = "*"
 
     def killed(self, *texts):
@@ -243,6 +243,8 @@ def try_update(form, variant, words, rows):
 
 if len(sys.argv) == 2:
     print(";".join(name for name, _ in all_tests()), end="")
+elif "UPDATENOW_PRIVATE" not in os.environ:
+    sys.exit("run this by scripts/private-root")
 else:
     dict(all_tests())[sys.argv[2]]()
     sys.exit(bool(failures))
