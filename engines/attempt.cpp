@@ -75,3 +75,8 @@ bool Attempt::install(Installation& installation,
   (void)session.tell(ProgressDownloadDone, server);
   return true;
 }
+
+void Attempt::removeDownloads() const {
+  for (const Wanted& file : wanted) removeFile(session.places.downloaded(file.name));
+  removeFile(downloadedIndex);
+}

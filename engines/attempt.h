@@ -19,8 +19,8 @@ class Attempt {
   Attempt(Session& attemptSession, const char* url) : session(attemptSession), server(url) {}
 
   // Sends ProgressDownloadStarted, recovers the database (see journal.h) and fetches the
-  // server's index. Returns kDone, kFailed, or kCancelled, also when the watcher asks to
-  // stop. After a cancel the downloaded index is removed.
+  // server's index. Returns kDone; kFailed, also when the recovery failed; or kCancelled, also
+  // when the watcher asks to stop. After a cancel the downloaded index is removed.
   [[nodiscard]] int begin(const Transfer& index);
 
   // Ends an attempt that has found nothing to fetch. It installs the downloaded index when
@@ -45,6 +45,9 @@ class Attempt {
   // installed.
   [[nodiscard]] bool install(Installation& installation,
                              const std::function<bool(const Wanted&)>& installFile) const;
+
+  // Removes the files of the set and the index from the download directory.
+  void removeDownloads() const;
 
   Session& session;
   const char* const server;

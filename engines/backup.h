@@ -10,8 +10,8 @@
 std::optional<std::string> backupPlace(const Places& places);
 
 // Copies the database to the place of the backup, without a journal and in place of an older
-// copy. Returns cp's status as system() does; negative also when there is no place, or when
-// the removal of the older copy could not be run.
+// copy, which is gone when this one fails. Returns cp's status as system() does; negative also when
+// there is no place, or when the removal of the older copy could not be run.
 int takeBackup(const Session& session);
 
 // Copies the visible entries of the backup over the database. Returns cp's status; -1 when

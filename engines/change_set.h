@@ -12,7 +12,7 @@ std::int32_t totalSize(const std::vector<Wanted>& wanted);
 // without digits gives 0. A larger number gives the nearest one of 32 bits.
 std::int32_t listedSize(const std::string& text);
 
-// Writes to the log that an index cannot be read. Returns kFailed.
+// Writes to the log that the index at this path cannot be read. Returns kFailed.
 [[nodiscard]] int cannotRead(const Session& session, const std::string& index);
 
 // Judges the names that one downloaded index lists. It looks up each directory once.

@@ -20,7 +20,7 @@ struct Wanted {
 struct EngineFormat {
   std::uint8_t type;   // what QX_GetSystemType() returns for it; no other row has it
   int number;          // of the version file; a higher one counts as well, if no row has it
-  const char* prefix;  // of its log lines; ends in "LOG: "
+  const char* prefix;  // of its log lines; its own, and ends in "LOG: "
   const char* index;   // the index's name, beside the bases and on a server
 
   // Behind the names of a change set: files come compressed, are copied into the database
@@ -41,9 +41,9 @@ struct EngineFormat {
   // stop the run.
   bool stopsBetweenFiles;
 
-  std::size_t proxyAddressMax;  // characters of the proxy's "HOST:PORT"
+  std::size_t proxyAddressMax;  // characters of the proxy's "HOST:PORT"; SIZE_MAX: no limit
   bool hasSignedPort;           // that port; false for a new engine
-  const char* parameters;       // its word for the settings, in the line that refuses them
+  const char* parameters;       // "parameters": a word of the line that refuses settings
 
   // The files that an index lists, in its order. Nothing when it cannot be read.
   std::optional<std::vector<Wanted>> (*read)(const std::string& index);

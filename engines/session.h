@@ -43,8 +43,9 @@ struct EngineSettings {
   std::string proxyAddress(const EngineFormat& format) const;
 
   // The beginning of every download command, with the number of tries (2 to 5, otherwise
-  // 3) and the seconds to wait (at least 5). proxySwitch() and proxyLogin() are not in it. wget
-  // writes its messages to standard error: append kQuietly, or "-o" and wgetLog.
+  // 3) and the seconds to wait (at least 5). Append proxySwitch(), proxyLogin() and
+  // " --cache=off", so that no proxy answers with an old index. wget writes its messages to
+  // standard error: append kQuietly (system/command.h) behind the address, or "-o" and wgetLog.
   std::string wget() const;
 
   // wget's option that turns the proxy on or off. It begins with a blank.
@@ -104,7 +105,7 @@ class Session {
   // Sends ProgressError. The answer does not matter.
   void reportError(const std::string& text) const { (void)tell(ProgressError, text.c_str()); }
 
-  // Writes what has failed to the log, behind `logPrefix`, and reports it to the watcher.
+  // Writes what has failed to the log, as a line behind `logPrefix`, and reports it to the watcher.
   // Returns false.
   bool failed(const char* logPrefix, const std::string& what) const;
 
@@ -116,9 +117,9 @@ class Session {
   [[nodiscard]] int tryServers(const std::function<int(const char* server)>& attempt) const;
 
   // The command that fetches SERVER/FILE into the download directory: `wget` ADDRESS -O
-  // TARGET. The engine may add the rest of its command. No step makes folders: a
-  // name with a folder can be fetched and installed only where the engine has made that folder in
-  // both directories.
+  // TARGET, quoted for the shell. The engine may add the rest of its command. No step makes
+  // folders: a name with a folder can be fetched and installed only where the engine has made that
+  // folder in both directories.
   std::string commandFor(const std::string& server, const std::string& file) const;
 
   // Fetches one file. With `notify` the watcher hears of it before the transfer, and twice

@@ -139,7 +139,6 @@ class QX_BDUpdater {
   // The steps of an attempt. backUp() and installFile() tell the watcher of a failure, and
   // return whether they went well.
   int findChanges(Attempt& attempt);
-  int downloadFiles(const Attempt& attempt);
   bool backUp();
   void install(const Attempt& attempt);
   bool installFile(const Wanted& file) const;

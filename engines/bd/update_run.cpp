@@ -37,7 +37,9 @@ int QX_BDUpdater::UpdatePerServer(const char* server) {
   if (result != kDone) return result;
   if (attempt.wanted.empty()) return attempt.endUpToDate();
 
-  result = attempt.beginInstallation(downloadFiles(attempt));
+  result = attempt.beginInstallation(attempt.downloadFiles([&](const Wanted& file) {
+    return transfer(server + std::string("/avx"), file.name.c_str(), false);
+  }));
   if (result == kDone && backUp()) install(attempt);
 
   RemoveDirs();
@@ -52,13 +54,6 @@ int QX_BDUpdater::findChanges(Attempt& attempt) {
   const bool hasIndex = fileExists(installed) && !listsNothing;
   return findWantedByVersions(session, attempt.downloadedIndex.c_str(),
                               hasIndex ? installed.c_str() : nullptr, attempt.wanted);
-}
-
-// Returns kDone when all files are there, kCancelled, or a negative result.
-int QX_BDUpdater::downloadFiles(const Attempt& attempt) {
-  return attempt.downloadFiles([&](const Wanted& file) {
-    return transfer(attempt.server + std::string("/avx"), file.name.c_str(), false);
-  });
 }
 
 // Returns whether the installation may go on. A database that this run has made needs no

@@ -36,9 +36,7 @@ int QX_KAVUpdater::updatePerServer(const char* server) {
 
   result = attempt.beginInstallation(downloadFiles(attempt));
   if (result == kDone) install(attempt, dropped);
-  // The files of a set that was not completed go, too.
-  for (const Wanted& file : attempt.wanted) removeFile(session.places.downloaded(file.name));
-  removeFile(attempt.downloadedIndex);
+  attempt.removeDownloads();  // also those of a set that was not completed
 
   writeLog(session.log, "KLOG: Update done from server\n");
   if (result != kCancelled && session.tell(ProgressInstallDone, server) &&
