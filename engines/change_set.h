@@ -37,6 +37,7 @@ class NameJudge {
 // be fetched, and writes a line to the log for each file. A file of a format without a suffix
 // must also have the proof that the index lists. The session counts the bytes of the set
 // meanwhile; afterwards its counters are 0. Returns kDone, kCancelled, or a negative result:
-// it is that of the file for which `transferOf` was asked last.
+// that of the judgement, or kFailed for a wrong proof. It is that of the file for which
+// `transferOf` was asked last.
 [[nodiscard]] int fetchAll(Session& session, const std::vector<Wanted>& wanted,
                            const std::function<Transfer(const Wanted&)>& transferOf);
