@@ -109,7 +109,8 @@ const Function names("index_name", [](const Strings& c) {
 const Function places("places", [](const Strings& c) {
   shell(
       "rm -f log && mkdir -p base/sub temp backup mount/x && ln -sfn base link && "
-      "mkdir -p base/sub/x && { mountpoint -q mount || mount --bind base/sub mount; }");
+      "mkdir -p base/sub/x outside && ln -sfn ../outside base/linked && { mountpoint -q mount || "
+      "mount --bind base/sub mount; }");
   QX_AVUpdateLog log("log");
   log.Start(nullptr);
   Session session(kKavFormat);
