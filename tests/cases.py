@@ -36,7 +36,8 @@ def try_rows(rows, words, act):
         count = len(failures)
         try:
             act(*cells_of(row, words))
-        except (subprocess.CalledProcessError, OSError, LookupError, TypeError) as error:
+        except (subprocess.CalledProcessError, OSError, LookupError, TypeError,
+                ValueError) as error:
             failures.append(repr(error))
         if failures[count:]:
             print(f"{place}: {row}", *failures[count:], sep="\n")
