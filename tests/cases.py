@@ -1,4 +1,4 @@
-#!/usr/bin/env -S python3 -B
+#!/usr/bin/python3 -BES
 # Usage: cases.py BUILD [TEST]
 #
 # Runs a test of the tables in tests/cases; without one, prints the names of all. A paragraph

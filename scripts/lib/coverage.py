@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Usage: coverage.py <EXPORT
 
 Makes the report that scripts/coverage tells of, from what llvm-cov exports. Belongs into the

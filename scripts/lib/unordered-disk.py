@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Usage: unordered-disk.py UPDATENOW FORMAT SITUATION DATABASE SERVER STATES SEED[:NUMBER]
 
 Called by unordered-disk, which tells of the situations. Records the system calls of an
