@@ -41,10 +41,9 @@ def sweep(form):
     one = install(form, "mixed")
     attempt(one, [])
     for number in range(len((FAULTS / "calls").read_text().splitlines())):
-        fault = KINDS[number % len(KINDS)] if fault_class == "turns" else fault_class
         one.restore()
-        runs = [("new", ["fine"] * number + [fault]), ("away", ())]
-        yield f"command {number + 1}, {fault}", attempt, one, runs
+        runs = [("new", ["fine"] * number + [fault_class]), ("away", ())]
+        yield f"command {number + 1}", attempt, one, runs
 
 
 # Faults come together, and the world joins in.
